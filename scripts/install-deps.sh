@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Installs the Debian packages zopt and its tests need; does nothing for
+# packages already present.
+set -euo pipefail
+pkgs=(cmake ninja-build g++ libboost-dev libgtest-dev llvm-14-tools python3)
+missing=()
+for p in "${pkgs[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq "${missing[@]}"
+fi
