@@ -208,3 +208,4 @@ bool is_optimizer_temp(const char* name, int kind, int flag);
 extern SYMTAB* errno_symbol;
 extern long temp_count;
 extern int symbol_serial;
+void reset_function_scopes();

@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ir/bitvec.h"
+#include "ir/mmgt.h"
+
+TEST(Pool, RoundsRequestsAndReusesMemoryWithoutClearing) {
+  zfree_all();
+  char* a = static_cast<char*>(zalloc(1));
+  char* b = static_cast<char*>(zalloc(1));
+  EXPECT_EQ(b - a, 8) << "a 1-byte request takes 8";
+  memset(a, 0x5a, 8);
+  EXPECT_TRUE(zlocalp(a));
+  zfree_all();
+  EXPECT_FALSE(zlocalp(a)) << "old pointers are not local after zfree_all";
+  EXPECT_EQ(zone_stats().local_bytes, 0u);
+}
+
+TEST(Pool, LargeRequestGetsItsOwnBlock) {
+  zfree_all();
+  zalloc(16);
+  size_t blocks = zone_stats().local_blocks;
+  char* big = static_cast<char*>(zalloc(0x20001));
+  EXPECT_EQ(zone_stats().local_blocks, blocks + 1);
+  EXPECT_TRUE(zlocalp(big));
+  EXPECT_TRUE(zlocalp(big + 0x20001));  // rounded up to 0x20008
+  // The small block still serves small requests.
+  char* small = static_cast<char*>(zalloc(8));
+  EXPECT_TRUE(zlocalp(small));
+  EXPECT_EQ(zone_stats().local_blocks, blocks + 1);
+  zfree_all();
+}
+
+TEST(Pool, GlobalZoneSurvivesFunctionRelease) {
+  zfree_all();
+  void* g = zalloc0(0, 64);
+  void* l = zalloc0(1, 64);
+  EXPECT_FALSE(zlocalp(g));
+  EXPECT_TRUE(zlocalp(l));
+  zfree_all();
+  memset(g, 0, 64);  // still ours
+  free(g);
+}
+
+TEST(Pool, FreeMapIsExactSizeLifo) {
+  zfree_all();
+  void* a = zalloc(32);
+  void* b = zalloc(32);
+  EXPECT_EQ(take_from_freemap(32), nullptr);
+  add_to_freemap(a, 32);
+  add_to_freemap(b, 32);
+  EXPECT_EQ(take_from_freemap(24), nullptr);
+  EXPECT_EQ(take_from_freemap(32), b);
+  EXPECT_EQ(take_from_freemap(32), a);
+  EXPECT_EQ(take_from_freemap(32), nullptr);
+  add_to_freemap(a, 32);
+  zfree_all();
+  EXPECT_EQ(take_from_freemap(32), nullptr) << "the free map dies with the pool";
+}
+
+TEST(Bitvec, GrowsOnAddAndKeepsOldBits) {
+  BITVEC* v = mkBITVEC(40, 0);
+  v->bv_add(3);
+  v->bv_add(39);
+  v->bv_add(40);  // one beyond: grows to 41 bits
+  EXPECT_EQ(v->nbits, 41);
+  EXPECT_TRUE(v->bv_test(3));
+  EXPECT_TRUE(v->bv_test(39));
+  EXPECT_TRUE(v->bv_test(40));
+  EXPECT_FALSE(v->bv_test(41));
+  erase_bitvec(v);
+}
+
+TEST(Bitvec, ShrinkThenGrowLeavesNoStaleBits) {
+  BITVEC* v = mkBITVEC(100, 0);
+  for (int i = 0; i < 100; ++i) v->bv_add(i);
+  v->bv_resize(10);
+  EXPECT_EQ(v->bv_count(), 10);
+  v->bv_resize(100);
+  EXPECT_EQ(v->bv_count(), 10);
+  for (int i = 10; i < 100; ++i) EXPECT_FALSE(v->bv_test(i)) << i;
+  v->bv_resize(300);  // beyond capacity: fresh words
+  EXPECT_EQ(v->bv_count(), 10);
+  erase_bitvec(v);
+}
+
+TEST(Bitvec, EmptyVectorAndSetOperations) {
+  BITVEC* e = mkBITVEC(0, 0);
+  EXPECT_EQ(e->words, nullptr);
+  EXPECT_EQ(e->nwords, 0);
+  erase_bitvec(e);
+
+  BITVEC* a = mkBITVEC(70, 0);
+  BITVEC* b = mkBITVEC(70, 0);
+  for (int i : {1, 2, 3, 5, 64, 65, 66}) a->bv_add(i);
+  for (int i : {2, 65}) b->bv_add(i);
+  BITVEC* d = mkBITVEC(70, 0);
+  d->bv_diff(*a, *b);
+  testing::internal::CaptureStdout();
+  d->bv_print(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "[1,3,5,64,66]");
+  testing::internal::CaptureStdout();
+  a->bv_print(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "[1-3,5,64-66]");
+  EXPECT_FALSE(a->bv_union(*b));
+  EXPECT_TRUE(b->bv_union(*d));
+  EXPECT_TRUE(b->bv_equal(*a));
+  erase_bitvec(a);
+  erase_bitvec(b);
+  erase_bitvec(d);
+}
+
+TEST(Bitvec, LocalVectorsDieWithThePool) {
+  zfree_all();
+  mkBITVEC(10, 1);
+  mkBITVEC(10, 1);
+  EXPECT_EQ(zone_stats().local_bitvecs, 2u);
+  zfree_all();
+  EXPECT_EQ(zone_stats().local_bitvecs, 0u);
+}
