@@ -10,6 +10,7 @@
 
 #include "driver/globals.h"
 #include "ir/bitvec.h"
+#include "ir/opt_expr.h"
 #include "options/global_flags.h"
 
 namespace {
@@ -110,8 +111,9 @@ char* zstrdup(int level, const char* text) {
 }
 
 void zfree_all() {
-  // Blocks from the free map live in the zone and die with it.
+  // Blocks on the free lists live in the zone and die with it.
   std::fill(freemap.begin(), freemap.end(), nullptr);
+  reset_node_free_lists();
   while (local_chain) {
     ZONE_BLOCK* next = local_chain->next;
     free(local_chain->memory);

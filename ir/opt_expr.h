@@ -194,3 +194,6 @@ const char* stmt2infix(NODE* tree);
 void prtree1(NODE* tree, int indent);
 void prlist1(LIST* list);
 void dump_tree_debug(NODE* tree);
+
+// Converts a tree to `type` with the conversion C would use; folds constants.
+NODE* coerce_to_type(TYPE* type, NODE* tree);

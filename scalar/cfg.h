@@ -1,0 +1,107 @@
+// The flow graph of the current function: basic blocks (BBLK), the edges
+// between them (EDGE) and the labels that name them (LBL).
+#pragma once
+#include <cstdint>
+#include <string>
+
+struct LIST;
+struct NODE;
+struct PSN;
+struct LS;
+struct LOOP;
+struct BITVEC;
+struct BBLK;
+
+struct EDGE {
+  BBLK* bb = nullptr;
+  double dFreq = -1.0;
+  EDGE* next = nullptr;
+};
+
+struct LBL {
+  LBL* next = nullptr;  // next label of the same block
+  BBLK* bb = nullptr;
+  int number = 0;
+  uint16_t refcount = 0;
+};
+
+struct BBLK {
+  void* lir = nullptr;
+  BBLK* dflink = nullptr;
+  BBLK* rdflink = nullptr;
+  BBLK* allnext = nullptr;
+  void* spare = nullptr;
+  LIST* statements = nullptr;
+  EDGE* predecessors = nullptr;
+  EDGE* successors = nullptr;
+  EDGE* edge_cursor = nullptr;
+  LBL* labels = nullptr;
+  struct LOOP* loop = nullptr;  // "struct": LOOP is also an operator name
+  int pinned = 0;
+  BITVEC* live_bits[6] = {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  double dFreqIn = -1.0;
+  double dFreqOut = -1.0;
+  PSN* first_psn = nullptr;
+  PSN* last_psn = nullptr;
+  int uon = 0;
+  int dfn = 0;
+  unsigned cond_path : 1;
+  uint8_t visited = 0;
+  int serial = 0;  // creation index within the function, for printing
+
+  BBLK() : cond_path(0) {}
+  virtual ~BBLK() = default;
+  // Printable name used by the validation messages.
+  std::string str() const;
+};
+
+// Graph state of the current function.
+struct CFG_STATE {
+  BBLK* bb_list = nullptr;   // the entry block
+  int bb_count = 0;
+  BBLK* all_blocks = nullptr;  // head of the allnext chain
+  BBLK* exit_block = nullptr;
+  NODE* arg_prolog = nullptr;
+  bool changed = false;
+  int next_serial = 0;
+  int label_counter = -1;    // per-block labels made by insert_new_bb count down
+};
+extern CFG_STATE cfg;
+
+// Raised by every edge or block edit; dominator queries rebuild on it.
+extern bool dominators_stale;
+
+BBLK* mkbblock(LIST* statements, BBLK* next);
+BBLK* insert_new_bb(int dfn, BBLK* after, LIST* statements);
+void delink_old_bb(BBLK* bb);
+void erase_bblock(BBLK* bb);
+void erase_all_bblocks();
+
+EDGE* mkedge(BBLK* bb, double freq);
+EDGE* add_edge(BBLK* bb, EDGE* list, double freq);
+EDGE* remove_edge(BBLK* bb, EDGE* list);
+void erase_edge(EDGE* e);
+void erase_edge_list(EDGE* list);
+EDGE* copy_edge_list(EDGE* list);
+EDGE* rev_edge_list(EDGE* list);
+int edge_length(const EDGE* list);
+bool edge_memberp(const BBLK* bb, const EDGE* list);
+EDGE* sort_edge_list(EDGE* list);
+
+LBL* mklabel(int number, LBL* next, BBLK* bb);
+LBL* find_label(int number);
+NODE* mk_LABELREF_to_bb(BBLK* bb, LS* scope);
+NODE* mk_BRANCH(BBLK* bb, LS* scope);
+NODE* mk_IF(NODE* cond, BBLK* if_true, BBLK* if_false, LS* scope);
+void fixup_edge_lists(BBLK* bb, NODE* tree);
+
+// The transfer that ends a block, or null.
+NODE* last_stmt(const BBLK* bb);
+bool is_transfer(int op);
+
+void seq_trees();
+void buildcfg();
+void rebuildcfg();
+void renumber_bblocks();
+void validate_cfg();
+void forget_all_labels();
