@@ -1,0 +1,104 @@
+#include "options/keywords.h"
+
+namespace kw {
+
+// "debug:"
+register_option debug_SIMD("debug:SIMD");
+register_option debug_abort("debug:abort");
+register_option debug_aggressive_vec("debug:aggressive_vec");
+register_option debug_alias("debug:alias");
+register_option debug_align("debug:align");
+register_option debug_allochist("debug:allochist");
+register_option debug_clone("debug:clone");
+register_option debug_conservative_vec("debug:conservative_vec");
+register_option debug_debug_SIMD("debug:debug_SIMD");
+register_option debug_dump_infix("debug:dump_infix");
+register_option debug_dump_infix_regs("debug:dump_infix_regs");
+register_option debug_dump_infix_types("debug:dump_infix_types");
+register_option debug_dump_minimal("debug:dump_minimal");
+register_option debug_dump_psn("debug:dump_psn");
+register_option debug_dump_scope("debug:dump_scope");
+register_option debug_dump_serial("debug:dump_serial");
+register_option debug_dump_sym_addr("debug:dump_sym_addr");
+register_option debug_dump_tree_hint("debug:dump_tree_hint");
+register_option debug_dumprules("debug:dumprules");
+register_option debug_inform_SIMD("debug:inform_SIMD");
+register_option debug_inline_auto_limit("debug:inline_auto_limit");
+register_option debug_inline_benefit_call("debug:inline_benefit_call");
+register_option debug_inline_benefit_fold("debug:inline_benefit_fold");
+register_option debug_inline_benefit_pressure("debug:inline_benefit_pressure");
+register_option debug_inline_commentary("debug:inline_commentary");
+register_option debug_inline_n("debug:inline_n");
+register_option debug_inline_pressure_limit("debug:inline_pressure_limit");
+register_option debug_inline_restrict("debug:inline_restrict");
+register_option debug_inline_small_limit("debug:inline_small_limit");
+register_option debug_inline_static_limit("debug:inline_static_limit");
+register_option debug_lir_compare("debug:lir_compare");
+register_option debug_lir_full_types("debug:lir_full_types");
+register_option debug_lir_revert_dump_dag("debug:lir_revert_dump_dag");
+register_option debug_lir_serial_compact("debug:lir_serial_compact");
+register_option debug_lir_show("debug:lir_show");
+register_option debug_lir_time("debug:lir_time");
+register_option debug_max_unroll_size("debug:max_unroll_size");
+register_option debug_mdebug("debug:mdebug");
+register_option debug_nfa_by_cost("debug:nfa_by_cost");
+register_option debug_noinstrument("debug:noinstrument");
+register_option debug_oldrestrict("debug:oldrestrict");
+register_option debug_optimizer_estimates("debug:optimizer_estimates");
+register_option debug_parsemd("debug:parsemd");
+register_option debug_parser("debug:parser");
+register_option debug_split_odb("debug:split_odb");
+register_option debug_synrules("debug:synrules");
+register_option debug_unroll("debug:unroll");
+register_option debug_unroll_Complete_only("debug:unroll_Complete_only");
+register_option debug_unroll_MULTI("debug:unroll_MULTI");
+register_option debug_zalloc("debug:zalloc");
+
+// "enable:"
+register_option enable_dfn_ordering("enable:dfn_ordering");
+register_option enable_dom_ordering("enable:dom_ordering");
+register_option enable_dont_do_critical_edges("enable:dont_do_critical_edges");
+register_option enable_groupall("enable:groupall");
+register_option enable_innermost_loop_ordering("enable:innermost_loop_ordering");
+register_option enable_interference_graph_phi_node_instantiation("enable:interference_graph_phi_node_instantiation");
+register_option enable_lir("enable:lir");
+register_option enable_lir_early("enable:lir_early");
+register_option enable_lir_late("enable:lir_late");
+register_option enable_lir_late_ssa("enable:lir_late_ssa");
+register_option enable_lir_mid("enable:lir_mid");
+register_option enable_lir_revert_simp("enable:lir_revert_simp");
+register_option enable_lir_ssa_remove_useless_phis("enable:lir_ssa_remove_useless_phis");
+register_option enable_naive_phi_node_instantiation("enable:naive_phi_node_instantiation");
+register_option enable_no_headers("enable:no_headers");
+register_option enable_postdom_ordering("enable:postdom_ordering");
+register_option enable_static_profiling("enable:static_profiling");
+
+// "disable:"
+register_option disable_cliqueclusters("disable:cliqueclusters");
+register_option disable_downcounters("disable:downcounters");
+register_option disable_ilp("disable:ilp");
+register_option disable_inline_folding("disable:inline_folding");
+register_option disable_inline_profiled("disable:inline_profiled");
+register_option disable_inline_tiny_leaves("disable:inline_tiny_leaves");
+register_option disable_inline_waves("disable:inline_waves");
+register_option disable_lir("disable:lir");
+register_option disable_lir_early("disable:lir_early");
+register_option disable_lir_mid("disable:lir_mid");
+register_option disable_lir_revert_clean("disable:lir_revert_clean");
+register_option disable_lir_revert_detect_expr_trees("disable:lir_revert_detect_expr_trees");
+register_option disable_lir_revert_trees("disable:lir_revert_trees");
+register_option disable_lir_ssa_coalesce("disable:lir_ssa_coalesce");
+register_option disable_lir_ssa_remove_copies("disable:lir_ssa_remove_copies");
+register_option disable_newinline("disable:newinline");
+register_option disable_serial_reset("disable:serial_reset");
+register_option disable_superblock_opt("disable:superblock_opt");
+register_option disable_switch_hoisting("disable:switch_hoisting");
+register_option disable_tail_duplication("disable:tail_duplication");
+register_option disable_target_expansion("disable:target_expansion");
+register_option disable_trace_straighten("disable:trace_straighten");
+register_option disable_vecvec("disable:vecvec");
+register_option disable_vn("disable:vn");
+
+}  // namespace kw
+
+int declared_keyword_count() { return 91; }
