@@ -1,8 +1,10 @@
-// TYPE and TYPE_PKG: the shared type records of a translation unit. Sizes and
-// alignments are in bits. Equal types are shared, so pointer equality is the
-// first test everywhere.
+// TYPE: the shared type record of a translation unit, and the element records
+// of the lists a type can carry. Sizes and alignments are in bits. Equal types
+// are shared (see TYPE_PKG in ir/type_pkg.h), so pointer equality is the first
+// test everywhere.
 #pragma once
 #include <cstdint>
+#include <cstdio>
 #include <list>
 #include <map>
 #include <string>
@@ -10,7 +12,9 @@
 struct PSN;
 struct TYPE;
 
-// Element records of the lists a type can carry.
+// Element records of the lists a type can carry. They are allocated with
+// `new` by whoever builds the list (tp_append links them) and are owned by the
+// type: the type's destructor deletes them.
 struct fkPARAM {
   TYPE* type = nullptr;
   bool flag = false;   // carried opaquely from the file
@@ -84,6 +88,14 @@ struct fkMFUNC {
   fkMFUNC* next = nullptr;
 };
 
+// Appends `elem` at the end of the list that starts at `head`.
+template <class E>
+void tp_append(E*& head, E* elem) {
+  E** link = &head;
+  while (*link) link = &(*link)->next;
+  *link = elem;
+}
+
 // List kinds as numbered in the file.
 enum LIST_KIND {
   LK_PARAM = 0,
@@ -104,7 +116,6 @@ struct CSU_RECORD {
   uint32_t class_word = 0;
   bool union_compat = false;  // a union from a file older than version -80
   bool complete = false;
-  bool lowered = false;
   fkBCLASS* bclasses = nullptr;
   fkADECL* adecls = nullptr;
   fkFFRIEND* ffriends = nullptr;
@@ -114,8 +125,13 @@ struct CSU_RECORD {
   fkSDATA* sdata = nullptr;
   fkMFUNC* mfuncs = nullptr;
   fkPARAM* params = nullptr;
-  // Which of the nine lists are present (indexed by LIST_KIND).
+  // Which of the nine lists are present (indexed by LIST_KIND; LK_ETOR unused).
   bool has_list[10] = {false, false, false, false, false, false, false, false, false, false};
+
+  CSU_RECORD() = default;
+  CSU_RECORD(const CSU_RECORD&) = delete;
+  CSU_RECORD& operator=(const CSU_RECORD&) = delete;
+  ~CSU_RECORD();
 };
 
 struct FUNC_RECORD {
@@ -125,12 +141,22 @@ struct FUNC_RECORD {
   bool flag2 = false;
   uint8_t convention = 0;  // TYPE::CC_KIND
   bool has_params = false;
+
+  FUNC_RECORD() = default;
+  FUNC_RECORD(const FUNC_RECORD&) = delete;
+  FUNC_RECORD& operator=(const FUNC_RECORD&) = delete;
+  ~FUNC_RECORD();
 };
 
 struct ENUM_RECORD {
   TYPE* underlying = nullptr;
   fkETOR* etors = nullptr;
   bool has_etors = false;
+
+  ENUM_RECORD() = default;
+  ENUM_RECORD(const ENUM_RECORD&) = delete;
+  ENUM_RECORD& operator=(const ENUM_RECORD&) = delete;
+  ~ENUM_RECORD();
 };
 
 struct ARRAY_RECORD {
@@ -147,7 +173,8 @@ struct PTM_RECORD {
 
 struct FIXED_RECORD {
   TYPE* underlying = nullptr;
-  int8_t scale = 0;
+  int8_t scale = 0;  // the fraction; also held in TYPE::subpart2
+  bool explicit_sign = false;
 };
 
 struct TYPE {
@@ -179,13 +206,19 @@ struct TYPE {
     Q_CONST = 0x01, Q_VOLATILE = 0x02, Q_PACKED = 0x04, Q_NEAR = 0x08,
     Q_FAR = 0x10, Q_IOPORT = 0x20, Q_RESTRICT = 0x40, Q_ONCHIP = 0x80,
   };
+  // Flattened kinds of ekind(): 0 to 11 are the IKIND values.
+  enum EKIND {
+    EK_FLOAT = 12, EK_DOUBLE = 13, EK_LDOUBLE = 14, EK_FIXED = 15, EK_COMPLEX = 16,
+    EK_POINTER = 17, EK_REFERENCE = 18, EK_ARRAY = 19, EK_PTM = 20, EK_FUNCTION = 21,
+    EK_ENUM = 22, EK_CLASS = 23, EK_STRUCT = 24, EK_UNION = 25, EK_VOID = 26,
+  };
 
   uint32_t uid = 0;
   KIND kind = KIND_VOID;
   uint32_t size = 0;
   uint32_t align = 0;
   bool frozen = false;
-  bool flag = false;
+  bool flag = false;  // scratch mark of tree walks
   TYPE* rep = nullptr;
   PSN* psn = nullptr;
   TYPE* normalized = nullptr;
@@ -193,8 +226,9 @@ struct TYPE {
   bool referenced = false;
   TYPE* base = nullptr;
   bool is_cpp = false;
-  // The kind's own record (CSU_RECORD, FUNC_RECORD, ...), or the target type
-  // for kinds 5 to 8.
+  // The kind's own record: FIXED_RECORD (3), ARRAY_RECORD (9), PTM_RECORD
+  // (10), FUNC_RECORD (11), ENUM_RECORD (12), CSU_RECORD (13 to 15); the part
+  // type for complex (4); the target type for kinds 5 to 8.
   void* subpart = nullptr;
   // Integral: explicit-sign flag; qualified: qualifier bits; fixed: fraction.
   uint8_t subpart2 = 0;
@@ -202,11 +236,16 @@ struct TYPE {
   std::string name;
   int ikind = 0;   // IKIND of an integral type
   int fkind = 0;   // FKIND of a floating type
-  bool lowered = false;  // typedef and csu records carry it
-  std::map<std::string, TYPE*> derived;
-  std::list<TYPE*> based;
+  bool lowered = false;  // typedef and class, structure, union
+  // The types built on this one (or, for the root type, the types built on
+  // nothing), by a key of their own attributes. Several types may share a key
+  // only while they have lists: their lists tell them apart.
+  std::multimap<std::string, TYPE*> derived;
+  std::list<TYPE*> based;  // the types whose base link ends at this one
 
   explicit TYPE(KIND k);
+  TYPE(const TYPE&) = delete;
+  TYPE& operator=(const TYPE&) = delete;
   virtual ~TYPE();
 
   // Kind queries; they look through qualifiers and typedefs via `rep`.
@@ -226,8 +265,8 @@ struct TYPE {
   bool is_float() const;
   bool is_double() const;
   bool is_ldouble() const;
-  bool is_signed() const;
-  bool is_unsigned() const;
+  bool is_signed() const;    // integral, enum, fixed by their sign; floating
+  bool is_unsigned() const;  // integral and enum by their sign; pointers
   bool is_integral() const;
   bool is_floating() const;
   bool is_pointer() const;
@@ -235,31 +274,40 @@ struct TYPE {
   bool is_array() const;
   bool is_csu() const;
   bool is_void() const;
-  bool is_scalar() const;
-  bool is_udt() const;
+  bool is_scalar() const;  // integral, enum, floating, fixed, pointer, ptm
+  bool is_udt() const;     // class, structure or union
   bool is_complete() const;
   bool is_lowered() const;
-  bool is_qualified() const;
-  bool is_vpred() const;
-  bool has_flex_array_member(bool flag) const;
+  bool is_qualified() const;  // carries qualifier bits, through typedefs
+  bool is_vpred() const;      // a vector of bool
+  // A structure whose last data member is an array without elements; with
+  // `nested`, also one whose last member is such a structure.
+  bool has_flex_array_member(bool nested) const;
+  bool has_explicit_sign() const;  // integral and fixed point
 
-  int rank() const;
-  int ekind() const;
-  uint32_t size_in_bytes() const;   // in addressable units of 16 bits
-  uint32_t align_in_bytes() const;
-  uint32_t storage_size() const;
+  int rank() const;   // of an integral or enum type
+  int ekind() const;  // of this very record: a typedef or qualifier ends the program
+  uint32_t size_in_bytes() const;   // in addressable units of 16 bits, rounded up
+  uint32_t align_in_bytes() const;  // likewise
+  uint32_t storage_size() const;    // bits, the size rounded up to the alignment
 
-  TYPE* type_pointed_to() const;
+  TYPE* type_pointed_to() const;  // of a pointer or reference
   TYPE* type_qualified() const;   // the type less its qualifiers
   TYPE* underlying_type() const;  // of an enum or fixed-point type
-  TYPE* elem_type() const;
+  TYPE* elem_type() const;        // of an array
   TYPE* part_type() const;        // of a complex type
+  // Qualifier bits of this type; with `deep`, gathered through typedefs and
+  // nested qualifier records as well.
   uint8_t qual_kind(bool deep) const;
   TYPE* normalized_type();
   TYPE* normalized_type_uncached();
 
+  // Record getters: they look through `rep` and end the program when the type
+  // is of another kind; getd and get_csu give null instead.
+  void* getr(KIND k) const;
+  void* getd(KIND k) const;
   CSU_RECORD* getr_csu() const;
-  CSU_RECORD* get_csu() const;  // null for a non-class type
+  CSU_RECORD* get_csu() const;
   FUNC_RECORD* getr_func() const;
   ENUM_RECORD* getr_enum() const;
   ARRAY_RECORD* getr_array() const;
@@ -267,75 +315,18 @@ struct TYPE {
   FIXED_RECORD* getr_fixed() const;
   TYPE* stds() const;  // the type stripped of typedefs
   TYPE* stqs() const;  // the type stripped of qualifiers and typedefs
+  TYPE* last_base() const;  // the end of the chain of base links
 
-  // Type in C form; the text lives in one static buffer.
-  const char* printstr(bool flag) const;
+  // Type in C form; the text lives in one static buffer. With `verbose`, the
+  // data members of a class, structure or union are listed with their offsets.
+  const char* printstr(bool verbose) const;
 
+  // Walks from TYPE_PKG::root_type before a file is written. mark_named_types
+  // marks every named class, structure, union, enum and typedef as referenced
+  // when `all_named` is set (and does nothing otherwise); mark_refed_types
+  // then marks everything a referenced type refers to.
   static void mark_named_types(bool all_named);
   static void mark_refed_types();
 };
 
-class TYPE_PKG {
- public:
-  enum BASIC {
-    BT_BOOL = 0, BT_CHAR, BT_UCHAR, BT_WCHAR, BT_SHORT, BT_USHORT, BT_INT, BT_UINT,
-    BT_LONG, BT_ULONG, BT_LLONG, BT_ULLONG, BT_FLOAT, BT_DOUBLE, BT_LDOUBLE, BT_VOID,
-    BT_PVOID, BT_COUNT
-  };
-  TYPE* basic[BT_COUNT] = {};
-  std::map<int, TYPE*> by_id;
-  std::map<std::string, TYPE*> named;
-
-  static TYPE* root_type;
-  static int tp_count;
-  static int cpu_version;
-  static int wchar_t_size_in_bits;
-
-  void init_type_pkg();
-  void update_basic_types();
-  void normalize_basic_types();
-
-  TYPE* mk_void();
-  TYPE* mk_int(int ikind, bool explicit_sign, uint32_t size, uint32_t align, bool is_bool, bool is_bool2);
-  TYPE* mk_int(int ikind, bool explicit_sign);
-  TYPE* mk_fltpt(int fkind, uint32_t size, uint32_t align);
-  TYPE* mk_fltpt(int fkind);
-  TYPE* mk_fxtpt(TYPE* underlying, int scale, bool explicit_sign, uint32_t size, uint32_t align);
-  TYPE* mk_complex(TYPE* part, uint32_t size, uint32_t align);
-  TYPE* mk_ptr(TYPE* target, uint32_t size, uint32_t align);
-  TYPE* mk_ptr(TYPE* target);
-  TYPE* mk_ref(TYPE* target, uint32_t size, uint32_t align);
-  TYPE* mk_ptm(TYPE* target, TYPE* csu, uint32_t size, uint32_t align);
-  TYPE* mk_qual(TYPE* type, uint8_t bits, uint32_t size, uint32_t align);
-  TYPE* mk_qual(TYPE* type, uint8_t bits);
-  TYPE* mk_array(TYPE* elem, uint32_t count, uint32_t size, uint32_t align, bool is_cpp, bool complete);
-  TYPE* mk_vector(TYPE* elem, uint32_t count, uint32_t size, uint32_t align);
-  TYPE* mk_func(TYPE* result, bool flag1, bool flag2, bool is_cpp, int convention, uint32_t size, uint32_t align);
-  TYPE* mk_enum(const std::string& name, uint32_t size, uint32_t align, TYPE* underlying, bool is_cpp);
-  TYPE* mk_struct(const std::string& name, uint32_t size, uint32_t align);
-  TYPE* mk_union(const std::string& name, uint32_t size, uint32_t align);
-  TYPE* mk_class(const std::string& name, uint32_t size, uint32_t align);
-  TYPE* mk_typedef(const std::string& name, TYPE* target, uint32_t size, uint32_t align, bool is_cpp, bool lowered);
-  TYPE* mk_signed(TYPE* type);
-
-  void register_type(TYPE* t, TYPE* root);
-  uint32_t assign_uid();
-  // Called when a type with lists is complete; may replace it with an equal one.
-  void type_frozen(TYPE*& type);
-  TYPE* find_equivalent_type(TYPE* type);
-  static TYPE* demangle_type_name(const char* name, bool flag, bool& is_cpp);
-  void print_stats(FILE* f) const;
-};
-
-void delete_type_tree(TYPE* root, bool all, bool flag);
-
-extern TYPE_PKG* tp;
-
-bool compatible_types(const TYPE* a, const TYPE* b, bool flag);
-bool exact_types(const TYPE* a, const TYPE* b);
-TYPE* normalized_underlying_type(TYPE* type);
-TYPE* c_integral_promotions(TYPE* type);
-TYPE* c_usual_arith_conv(TYPE* a, TYPE* b);
-
-// Prints "TP>> internal error: %s\n" and ends the program with status 1.
-[[noreturn]] void tp_die(const char* text);
+#include "ir/type_pkg.h"
