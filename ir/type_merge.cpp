@@ -218,9 +218,8 @@ TYPE* TYPE_PKG::find_equivalent_type(TYPE* type) {
   if (!type) return nullptr;
   TYPE* t = type->last_base();
   if (!t->frozen || t == root_type) return t;
-  TYPE* root = type_root(t);
-  if (root && root != root->last_base()) rehome(t, root->last_base());
-  t = t->last_base();
+  // Merging moves the types built on a merged type, so the root of `t` is
+  // one that stays.
   if (TYPE* equal = equal_in_bucket(type_root(t), type_key(t), t)) {
     merge_into(t, equal);
     return equal;

@@ -51,7 +51,7 @@ static void check_fkind(int fkind) {
 void TYPE_PKG::init_type_pkg() {
   ++tp_count;
   if (!root_type) {
-    root_type = new TYPE(TYPE::KIND_VOID);
+    root_type = tp_new<TYPE>(TYPE::KIND_VOID);
     root_type->frozen = true;
   }
   basic[BT_VOID] = mk_void();
@@ -301,7 +301,7 @@ static TYPE* package_root() {
 TYPE* TYPE_PKG::mk_void() {
   TYPE* root = package_root();
   if (TYPE* t = lookup(root, "V")) return t;
-  TYPE* t = new TYPE(TYPE::KIND_VOID);
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_VOID);
   t->frozen = true;
   register_type(t, root);
   return t;
@@ -313,7 +313,7 @@ TYPE* TYPE_PKG::mk_int(int ikind, bool explicit_sign, uint32_t size, uint32_t al
   TYPE* root = package_root();
   std::string key = key_int(ikind, explicit_sign, size, align, is_bool2);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_INTEGRAL);
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_INTEGRAL);
   t->ikind = ikind;
   t->subpart2 = explicit_sign;
   t->size = size;
@@ -335,7 +335,7 @@ TYPE* TYPE_PKG::mk_fltpt(int fkind, uint32_t size, uint32_t align) {
   TYPE* root = package_root();
   std::string key = key_float(fkind, size, align);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_FLOATING);
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_FLOATING);
   t->fkind = fkind;
   t->size = size;
   t->align = align;
@@ -351,8 +351,8 @@ TYPE* TYPE_PKG::mk_fxtpt(TYPE* underlying, int scale, bool explicit_sign, uint32
   if (!root) tp_die("type package not initialised");
   std::string key = key_fixed(static_cast<int8_t>(scale), explicit_sign, size, align);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_FIXED);
-  auto* f = new FIXED_RECORD;
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_FIXED);
+  auto* f = tp_new<FIXED_RECORD>();
   f->underlying = root;
   f->scale = static_cast<int8_t>(scale);
   f->explicit_sign = explicit_sign;
@@ -371,7 +371,7 @@ static TYPE* mk_on_target(TYPE_PKG* pkg, TYPE::KIND kind, char tag, TYPE* target
   TYPE* root = effective(target, who);
   std::string key = key_sized(tag, size, align);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(kind);
+  TYPE* t = tp_new<TYPE>(kind);
   t->subpart = root;
   t->size = size;
   t->align = align;
@@ -403,8 +403,8 @@ TYPE* TYPE_PKG::mk_ptm(TYPE* target, TYPE* csu, uint32_t size, uint32_t align) {
   csu = csu->last_base();
   std::string key = key_ptm(csu, size, align);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_PTM);
-  auto* m = new PTM_RECORD;
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_PTM);
+  auto* m = tp_new<PTM_RECORD>();
   m->target = root;
   m->csu = csu;
   t->subpart = m;
@@ -425,7 +425,7 @@ TYPE* TYPE_PKG::mk_qual(TYPE* type, uint8_t bits, uint32_t size, uint32_t align)
   }
   std::string key = key_qual(bits, size, align);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_QUALIFIED);
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_QUALIFIED);
   t->subpart = root;
   t->subpart2 = bits;
   t->rep = root->rep;
@@ -446,8 +446,8 @@ static TYPE* mk_array_type(TYPE_PKG* pkg, TYPE* elem, uint32_t count, uint32_t s
   TYPE* root = effective(elem, "mk_array() of a null type");
   std::string key = key_array(count, size, align, is_cpp, complete, vector);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_ARRAY);
-  auto* a = new ARRAY_RECORD;
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_ARRAY);
+  auto* a = tp_new<ARRAY_RECORD>();
   a->elem = root;
   a->count = count;
   a->complete = complete;
@@ -474,7 +474,7 @@ TYPE* TYPE_PKG::mk_typedef(const std::string& name, TYPE* target, uint32_t size,
   TYPE* root = effective(target, "mk_typedef() of a null type");
   std::string key = key_typedef(name, size, align, is_cpp, lowered);
   if (TYPE* t = lookup(root, key)) return t;
-  TYPE* t = new TYPE(TYPE::KIND_TYPEDEF);
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_TYPEDEF);
   t->name = name;
   t->subpart = root;
   t->rep = root->rep;
@@ -493,8 +493,8 @@ TYPE* TYPE_PKG::mk_typedef(const std::string& name, TYPE* target, uint32_t size,
 TYPE* TYPE_PKG::mk_func(TYPE* result, bool flag1, bool flag2, bool is_cpp, int convention, uint32_t size,
                         uint32_t align) {
   TYPE* root = effective(result, "mk_func() without a result type");
-  TYPE* t = new TYPE(TYPE::KIND_FUNCTION);
-  auto* f = new FUNC_RECORD;
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_FUNCTION);
+  auto* f = tp_new<FUNC_RECORD>();
   f->result = root;
   f->flag1 = flag1;
   f->flag2 = flag2;
@@ -510,8 +510,8 @@ TYPE* TYPE_PKG::mk_func(TYPE* result, bool flag1, bool flag2, bool is_cpp, int c
 TYPE* TYPE_PKG::mk_enum(const std::string& name, uint32_t size, uint32_t align, TYPE* underlying, bool is_cpp) {
   TYPE* root = underlying ? underlying->last_base() : basic[BT_INT];
   if (!root) tp_die("type package not initialised");
-  TYPE* t = new TYPE(TYPE::KIND_ENUM);
-  auto* e = new ENUM_RECORD;
+  TYPE* t = tp_new<TYPE>(TYPE::KIND_ENUM);
+  auto* e = tp_new<ENUM_RECORD>();
   e->underlying = root;
   t->subpart = e;
   t->name = name;
@@ -524,8 +524,8 @@ TYPE* TYPE_PKG::mk_enum(const std::string& name, uint32_t size, uint32_t align, 
 
 static TYPE* mk_csu(TYPE_PKG* pkg, TYPE::KIND kind, const std::string& name, uint32_t size, uint32_t align) {
   TYPE* root = package_root();
-  TYPE* t = new TYPE(kind);
-  t->subpart = new CSU_RECORD;
+  TYPE* t = tp_new<TYPE>(kind);
+  t->subpart = tp_new<CSU_RECORD>();
   t->name = name;
   t->size = size;
   t->align = align;
@@ -650,5 +650,5 @@ void delete_type_tree(TYPE* root, bool free_root, bool /*flag*/) {
       it = gone.count(it->second) ? tp->named.erase(it) : std::next(it);
   }
   if (free_root && root == TYPE_PKG::root_type) TYPE_PKG::root_type = nullptr;
-  for (TYPE* t : doomed) delete t;
+  for (TYPE* t : doomed) tp_delete(t);
 }

@@ -9,7 +9,7 @@ template <class E>
 static void delete_list(E* head) {
   while (head) {
     E* next = head->next;
-    delete head;
+    tp_delete(head);
     head = next;
   }
 }
@@ -34,14 +34,14 @@ TYPE::TYPE(KIND k) : kind(k), rep(this) {}
 
 TYPE::~TYPE() {
   switch (kind) {
-    case KIND_FIXED: delete static_cast<FIXED_RECORD*>(subpart); break;
-    case KIND_ARRAY: delete static_cast<ARRAY_RECORD*>(subpart); break;
-    case KIND_PTM: delete static_cast<PTM_RECORD*>(subpart); break;
-    case KIND_FUNCTION: delete static_cast<FUNC_RECORD*>(subpart); break;
-    case KIND_ENUM: delete static_cast<ENUM_RECORD*>(subpart); break;
+    case KIND_FIXED: tp_delete(static_cast<FIXED_RECORD*>(subpart)); break;
+    case KIND_ARRAY: tp_delete(static_cast<ARRAY_RECORD*>(subpart)); break;
+    case KIND_PTM: tp_delete(static_cast<PTM_RECORD*>(subpart)); break;
+    case KIND_FUNCTION: tp_delete(static_cast<FUNC_RECORD*>(subpart)); break;
+    case KIND_ENUM: tp_delete(static_cast<ENUM_RECORD*>(subpart)); break;
     case KIND_CLASS:
     case KIND_STRUCT:
-    case KIND_UNION: delete static_cast<CSU_RECORD*>(subpart); break;
+    case KIND_UNION: tp_delete(static_cast<CSU_RECORD*>(subpart)); break;
     default: break;  // no record, or a type that is not ours
   }
 }

@@ -7,14 +7,30 @@
 #include <cstdio>
 #include <list>
 #include <map>
+#include <new>
 #include <string>
+#include <utility>
+
+#include "ir/mmgt.h"
 
 struct PSN;
 struct TYPE;
 
-// Element records of the lists a type can carry. They are allocated with
-// `new` by whoever builds the list (tp_append links them) and are owned by the
-// type: the type's destructor deletes them.
+// Types, their records and list elements live for the whole run in blocks of
+// tp_alloc: make them with tp_new, and let the owning type free them.
+template <class T, class... A>
+T* tp_new(A&&... args) {
+  return new (tp_alloc(sizeof(T))) T(std::forward<A>(args)...);
+}
+template <class T>
+void tp_delete(T* p) {
+  if (!p) return;
+  p->~T();
+  tp_free(p, sizeof(T));
+}
+
+// Element records of the lists a type can carry. Whoever builds a list makes
+// the elements with tp_new and links them with tp_append; the type owns them.
 struct fkPARAM {
   TYPE* type = nullptr;
   bool flag = false;   // carried opaquely from the file
