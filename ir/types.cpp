@@ -9,7 +9,7 @@ template <class E>
 static void delete_list(E* head) {
   while (head) {
     E* next = head->next;
-    tp_delete(head);
+    delete head;
     head = next;
   }
 }

@@ -16,8 +16,8 @@
 struct PSN;
 struct TYPE;
 
-// Types, their records and list elements live for the whole run in blocks of
-// tp_alloc: make them with tp_new, and let the owning type free them.
+// Types and their records live for the whole run in blocks of tp_alloc, made
+// by tp_new and freed by tp_delete.
 template <class T, class... A>
 T* tp_new(A&&... args) {
   return new (tp_alloc(sizeof(T))) T(std::forward<A>(args)...);
@@ -30,7 +30,8 @@ void tp_delete(T* p) {
 }
 
 // Element records of the lists a type can carry. Whoever builds a list makes
-// the elements with tp_new and links them with tp_append; the type owns them.
+// the elements with `new` and links them with tp_append; the type owns them
+// and deletes them with itself.
 struct fkPARAM {
   TYPE* type = nullptr;
   bool flag = false;   // carried opaquely from the file
@@ -132,6 +133,7 @@ struct CSU_RECORD {
   uint32_t class_word = 0;
   bool union_compat = false;  // a union from a file older than version -80
   bool complete = false;
+  bool lowered = false;  // mirrors TYPE::lowered, which is the one read
   fkBCLASS* bclasses = nullptr;
   fkADECL* adecls = nullptr;
   fkFFRIEND* ffriends = nullptr;

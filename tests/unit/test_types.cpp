@@ -35,7 +35,7 @@ class TypesTest : public ::testing::Test {
     r->has_list[LK_MDATA] = true;
     uint32_t id = 0;
     for (const char* n : names) {
-      auto* m = tp_new<fkMDATA>();
+      auto* m = new fkMDATA;
       m->member_id = ++id;
       m->name = n;
       m->type = int_t();
@@ -57,7 +57,7 @@ class TypesTest : public ::testing::Test {
     r->complete = true;
     r->word0 = word0;
     r->has_list[LK_MDATA] = true;
-    auto* m = tp_new<fkMDATA>();
+    auto* m = new fkMDATA;
     m->member_id = 1;
     m->name = "next";
     m->type = pkg.mk_ptr(s);
@@ -70,7 +70,7 @@ class TypesTest : public ::testing::Test {
     FUNC_RECORD* r = f->getr_func();
     r->has_params = true;
     for (TYPE* p : params) {
-      auto* e = tp_new<fkPARAM>();
+      auto* e = new fkPARAM;
       e->type = p;
       tp_append(r->params, e);
     }
@@ -207,7 +207,7 @@ TEST_F(TypesTest, FrozenTypesWithEqualListsAreShared) {
   CSU_RECORD* r = n2->getr_csu();
   r->complete = true;
   r->has_list[LK_MDATA] = true;
-  auto* m = tp_new<fkMDATA>();
+  auto* m = new fkMDATA;
   m->member_id = 1;
   m->name = "next";
   m->type = p2;
@@ -295,10 +295,10 @@ TEST_F(TypesTest, EkindAndRecords) {
 
   TYPE* flex = pkg.mk_struct("F", 32, 32);
   CSU_RECORD* r = flex->getr_csu();
-  auto* n = tp_new<fkMDATA>();
+  auto* n = new fkMDATA;
   n->name = "n";
   n->type = int_t();
-  auto* data = tp_new<fkMDATA>();
+  auto* data = new fkMDATA;
   data->name = "data";
   data->type = pkg.mk_array(int_t(), 0, 0, 32, false, false);
   data->offset = 32;
@@ -342,10 +342,10 @@ TEST_F(TypesTest, PrintstrGivesCForm) {
 
   TYPE* s = pkg.mk_struct("S", 64, 32);
   CSU_RECORD* r = s->getr_csu();
-  auto* a = tp_new<fkMDATA>();
+  auto* a = new fkMDATA;
   a->name = "a";
   a->type = i;
-  auto* b = tp_new<fkMDATA>();
+  auto* b = new fkMDATA;
   b->name = "b";
   b->type = basic(TYPE_PKG::BT_UINT);
   b->offset = 32;
@@ -439,7 +439,7 @@ TEST_F(TypesTest, MarksForWriting) {
   TYPE* target = frozen_struct("T", {"x"});
   TYPE* s = pkg.mk_struct("S", 16, 16);
   CSU_RECORD* r = s->getr_csu();
-  auto* m = tp_new<fkMDATA>();
+  auto* m = new fkMDATA;
   m->name = "p";
   m->type = pkg.mk_ptr(pkg.mk_qual(target, TYPE::Q_CONST));
   tp_append(r->mdata, m);
