@@ -1,6 +1,7 @@
 // TYPE_PKG: the one package of the types of a translation unit, reached through
 // `tp`. It makes types, shares equal ones, knows the target's basic types and
-// answers the C questions about them.
+// answers the C questions about them. Made once per run on a block of
+// tp_alloc (tp = tp_new<TYPE_PKG>()), then init_type_pkg.
 #pragma once
 #include "ir/types.h"
 

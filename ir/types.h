@@ -236,7 +236,7 @@ struct TYPE {
   uint32_t size = 0;
   uint32_t align = 0;
   bool frozen = false;
-  bool flag = false;  // scratch mark of tree walks
+  bool flag = false;  // free for a walk's own marks; the package leaves it alone
   TYPE* rep = nullptr;
   PSN* psn = nullptr;
   TYPE* normalized = nullptr;
@@ -270,7 +270,7 @@ struct TYPE {
   bool is_bool() const;
   bool is_schar() const;
   bool is_uchar() const;
-  bool is_plain_char() const;
+  bool is_plain_char() const;  // ikind at most char, no explicit sign: bool too, so ask is_bool first
   bool is_wchar_t() const;
   bool is_short() const;
   bool is_ushort() const;
