@@ -208,7 +208,7 @@ struct I_FILE {
   void if_write_magic();
   void if_read_options();
   void if_read_option_set();
-  void if_enter_option_set(uint32_t id, uint32_t count, char* const* texts);
+  void if_enter_option_set(uint32_t id, uint32_t count, const char* const* texts);
   void if_write_all_options();
   void if_read_file_names();
   uint32_t i_enter_file_name(const char* name);

@@ -561,7 +561,7 @@ void I_FILE::if_read_option_set() {
   client->cl_option_set(id, count, texts);
 }
 
-void I_FILE::if_enter_option_set(uint32_t id, uint32_t count, char* const* texts) {
+void I_FILE::if_enter_option_set(uint32_t id, uint32_t count, const char* const* texts) {
   IF_OPTION_SET* o = new IF_OPTION_SET;
   o->id = id;
   o->count = count;

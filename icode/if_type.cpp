@@ -667,7 +667,7 @@ void I_FILE::write_type_record(TYPE* t) {
       i_write_bool(t->subpart2 != 0);
       i_write_uint(t->size);
       i_write_uint(t->align);
-      i_write_bool(t->flag);
+      i_write_bool(t->ikind == TYPE::IK_BOOL);
       i_write_bool(t->is_bool2);
       break;
     case TYPE::KIND_FLOATING:
@@ -678,7 +678,7 @@ void I_FILE::write_type_record(TYPE* t) {
     case TYPE::KIND_FIXED:
       i_write_byte(TC_FIXED);
       i_write_i8(t->getr_fixed()->scale);
-      i_write_byte(t->subpart2);
+      i_write_byte(t->getr_fixed()->explicit_sign);
       i_write_typeref(t->getr_fixed()->underlying);
       i_write_uint(t->size);
       i_write_uint(t->align);
