@@ -222,7 +222,11 @@ int DIAGNOSTIC::print_header() {
   if (!wrap_headers_m) wrap_enabled_m = false;
   bool internal = info_ && info_->internal;
   int n = print("%*s", indent_m, "");
-  if (display_ipos_m || internal) n += print("%s:%u:", raise_file_ ? raise_file_ : "", raise_line_);
+  if (display_ipos_m || internal) {
+    const char* file = raise_file_ ? raise_file_ : "";
+    if (const char* slash = strrchr(file, '/')) file = slash + 1;
+    n += print("%s:%u:", file, raise_line_);
+  }
   const char* where = srcinfo_str(src_);
   if (*where) n += print("%s: ", where);
   if (!display_code_m && !internal) {

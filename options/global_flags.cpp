@@ -199,7 +199,7 @@ void reset_global_flags() {
   memset(aux_cmd_flag, 0, sizeof aux_cmd_flag);
 }
 
-void set_default_global_flags() {
+void assign_default_global_flags() {
   reset_global_flags();
   memset(aux_cmd_flag, 0, sizeof aux_cmd_flag);
 }
@@ -217,12 +217,12 @@ void set_global_flags(const option_obj* options) {
       case O::OPT_AUX_FLAGS: set_aux_flags(options); break;
       case O::OPT_BIG_ENDIAN: memory_is_big_endian = 1; break;
       case O::OPT_PROGRAM_MODE: program_mode = static_cast<int>(value); break;
-      case O::OPT_DEBUG: set_keywords(options, id, "debug"); break;
-      case O::OPT_DISABLE: set_keywords(options, id, "disable"); break;
+      case O::OPT_DEBUG_KEYWORDS: set_keywords(options, id, "debug"); break;
+      case O::OPT_DISABLE_KEYWORDS: set_keywords(options, id, "disable"); break;
       case O::OPT_DISABLE_RPTK: enable_kv5_RPTK = 0; break;
       case O::OPT_DUMP_OCG_GDL: dump_ocg_in_GDL = 1; break;
       case O::OPT_DWIM_LOOPS: dwim_loops = 1; break;
-      case O::OPT_ENABLE: set_keywords(options, id, "enable"); break;
+      case O::OPT_ENABLE_KEYWORDS: set_keywords(options, id, "enable"); break;
       case O::OPT_ENDIAN: memory_is_big_endian = value == O::OO_ENDIAN_BIG; break;
       case O::OPT_FAR_EXTERNS: far_externs = 1; break;
       case O::OPT_FP_MODE:

@@ -70,7 +70,7 @@ extern bool debug_allochist;
 void reset_global_flags();
 // The built-in defaults of a run: reset_global_flags and the auxiliary flags
 // cleared. open_files calls it before applying the file-level options.
-void set_default_global_flags();
+void assign_default_global_flags();
 // Applies the options seen in `options`, in the order of first sighting.
 // An invalid enumerator of --opt_level or --size_speed_goal ends the run
 // through abort_optimizer.

@@ -324,7 +324,10 @@ void option_obj::display_option_help(const char* program, int cls) {
         default: form += std::string("=<") + def.label + ">"; break;
       }
       if (def.short_name) form += std::string(", -") + def.short_name;
-      printf("  %-40s %s\n", form.c_str(), def.help);
+      if (form.size() > 40)
+        printf("  %s\n  %-40s %s\n", form.c_str(), "", def.help);
+      else
+        printf("  %-40s %s\n", form.c_str(), def.help);
     }
     printf("\n");
   }

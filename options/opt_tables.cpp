@@ -62,7 +62,7 @@ const O::option_item vectorize_items[] = {{"off", O::OO_VECTORIZE_OFF, false},
 #define ITEMS(name, array) {name, array, sizeof(array) / sizeof(array[0])}
 
 const O::option_id basic_members[] = {
-    O::OPT_OPT_LEVEL, O::OPT_SIZE_SPEED_GOAL, O::OPT_AUTO_INLINE, O::OPT_INFO_LEVEL,
+    O::OPT_OPT_LEVEL, O::OPT_SIZE_SPEED_GOAL, O::OPT_AUTO_INLINE, O::OPT_INFO,
     O::OPT_INFO_FILE, O::OPT_IGNORE_FILE_OPTIONS, O::OPT_KR_COMPATIBLE,
     O::OPT_OPTIMIZER_INTERLIST, O::OPT_QUIET, O::OPT_VOLATILE, static_cast<O::option_id>(-1)};
 const O::option_id optimization_members[] = {
@@ -76,8 +76,8 @@ const O::option_id target_members[] = {
     O::OPT_AUX_FLAGS, O::OPT_PRIVATE_FLAGS, O::OPT_BIG_ENDIAN, O::OPT_ENDIAN,
     O::OPT_DISABLE_RPTK, O::OPT_FAR_EXTERNS, O::OPT_PASS_ARGS_IN_REGS, O::OPT_UNSIGNED_RPT_COUNT,
     O::OPT_USE_G2, O::OPT_USE_G3, O::OPT_USE_LLVM, static_cast<O::option_id>(-1)};
-const O::option_id debug_members[] = {O::OPT_DEBUG_LEVEL, O::OPT_DEBUG, O::OPT_ENABLE,
-                                      O::OPT_DISABLE, O::OPT_DUMP_OPTIONS, O::OPT_DUMP_OCG_GDL,
+const O::option_id debug_members[] = {O::OPT_DEBUG, O::OPT_DEBUG_KEYWORDS, O::OPT_ENABLE_KEYWORDS,
+                                      O::OPT_DISABLE_KEYWORDS, O::OPT_DUMP_OPTIONS, O::OPT_DUMP_OCG_GDL,
                                       static_cast<O::option_id>(-1)};
 const O::option_id toolchain_members[] = {
     O::OPT_ABI, O::OPT_CORE_SUPPORT, O::OPT_DIAG_WRAP, O::OPT_GEN_DATA_SUBSECTIONS,
@@ -134,8 +134,7 @@ const O::option_definition O::option_definitions[O::OPTION_COUNT] = {
     /* 4 */ NUM("auto_inline", "i", "limit", 0, NOLIM, CLASS_BASIC,
                 "Size limit of automatic inlining"),
     /* 5 */ {"aux_flags", nullptr, "flags", 0, 0, O::OO_NO_ITEMLIST, O::CLASS_TARGET, false,
-             "Auxiliary flags: with --private_flags a digit sets that auxiliary flag; any "
-             "other word marks a silicon revision list"},
+             "Auxiliary flags: digits (with --private_flags), revisions"},
     /* 6 */ NOARG("big_endian", nullptr, CLASS_TARGET, "Target memory is big-endian"),
     /* 7 */ ENUMD("gen_data_subsections", nullptr, OO_GEN_DATA_SUBSECTIONS_ITEMLIST,
                   CLASS_TOOLCHAIN, "Data in subsections"),
@@ -260,10 +259,10 @@ const O::parm_kind O::parm_type[O::OPTION_COUNT] = {
 const char* const O::enum_to_enumtxt[O::OPTION_COUNT] = {
     "OPT_ABI", "OPT_CORE_SUPPORT", "OPT_DIAG_WRAP", "OPT_ALIASED_VARIABLES", "OPT_AUTO_INLINE",
     "OPT_AUX_FLAGS", "OPT_BIG_ENDIAN", "OPT_GEN_DATA_SUBSECTIONS", "OPT_PROGRAM_MODE",
-    "OPT_GEN_FUNC_SUBSECTIONS", "OPT_FLOAT_SUPPORT", "OPT_DEBUG", "OPT_DEBUG_LEVEL",
-    "OPT_INFO_FILE", "OPT_DISABLE", "OPT_DISABLE_RPTK", "OPT_DUMP_OCG_GDL", "OPT_DUMP_OPTIONS",
-    "OPT_DWIM_LOOPS", "OPT_ENABLE", "OPT_ENDIAN", "OPT_FAR_EXTERNS", "OPT_MEM_MODEL_CODE",
-    "OPT_FP_MODE", "OPT_FP_REASSOC", "OPT_MEM_MODEL_DATA", "OPT_INFO_LEVEL",
+    "OPT_GEN_FUNC_SUBSECTIONS", "OPT_FLOAT_SUPPORT", "OPT_DEBUG_KEYWORDS", "OPT_DEBUG",
+    "OPT_INFO_FILE", "OPT_DISABLE_KEYWORDS", "OPT_DISABLE_RPTK", "OPT_DUMP_OCG_GDL", "OPT_DUMP_OPTIONS",
+    "OPT_DWIM_LOOPS", "OPT_ENABLE_KEYWORDS", "OPT_ENDIAN", "OPT_FAR_EXTERNS", "OPT_MEM_MODEL_CODE",
+    "OPT_FP_MODE", "OPT_FP_REASSOC", "OPT_MEM_MODEL_DATA", "OPT_INFO",
     "OPT_IGNORE_FILE_OPTIONS", "OPT_SECTION_SIZES", "OPT_SILICON_ERRATA", "OPT_GEN_PROFILE_INFO",
     "OPT_INTERRUPT_THRESHOLD", "OPT_ISSUE_REMARKS", "OPT_KR_COMPATIBLE",
     "OPT_KEEP_UNNEEDED_STATICS", "OPT_MAX_UNROLL_SIZE", "OPT_EMIT_WARNINGS_AS_ERRORS",

@@ -1,5 +1,6 @@
 // The option objects of a run: the command line, and one object per option
-// set of the input file with the command line applied on top.
+// set of the input file with the command line applied on top. The driver
+// defines them.
 #pragma once
 #include <vector>
 

@@ -388,10 +388,18 @@ std::vector<std::string> option_obj::export_option_class(class_id cls) const {
   return texts;
 }
 
-void option_obj::import_options(const option_obj& from) {
+option_obj::export_option_list_type option_obj::export_option_pairs() const {
   export_option_list_type pairs;
-  from.export_option_pairs(pairs);
+  export_option_pairs(pairs);
+  return pairs;
+}
+
+void option_obj::import_option_pairs(const export_option_list_type& pairs) {
   for (auto& pair : pairs) process_option(pair.second.c_str() + 1, nullptr);
+}
+
+void option_obj::import_options(const option_obj& from) {
+  import_option_pairs(from.export_option_pairs());
 }
 
 // ---------------------------------------------------------------------------

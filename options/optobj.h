@@ -22,22 +22,22 @@ class option_obj {
     OPT_PROGRAM_MODE = 8,
     OPT_GEN_FUNC_SUBSECTIONS = 9,
     OPT_FLOAT_SUPPORT = 10,
-    OPT_DEBUG = 11,        // "debug:" keywords
-    OPT_DEBUG_LEVEL = 12,  // the debug option: debug log and its level
+    OPT_DEBUG_KEYWORDS = 11,  // "debug:" keywords
+    OPT_DEBUG = 12,           // the debug option: debug log and its level
     OPT_INFO_FILE = 13,    // the information-file option
-    OPT_DISABLE = 14,      // "disable:" keywords
+    OPT_DISABLE_KEYWORDS = 14,  // "disable:" keywords
     OPT_DISABLE_RPTK = 15,
     OPT_DUMP_OCG_GDL = 16,
     OPT_DUMP_OPTIONS = 17,  // the option-dump option
     OPT_DWIM_LOOPS = 18,
-    OPT_ENABLE = 19,  // "enable:" keywords
+    OPT_ENABLE_KEYWORDS = 19,  // "enable:" keywords
     OPT_ENDIAN = 20,
     OPT_FAR_EXTERNS = 21,
     OPT_MEM_MODEL_CODE = 22,
     OPT_FP_MODE = 23,
     OPT_FP_REASSOC = 24,
     OPT_MEM_MODEL_DATA = 25,
-    OPT_INFO_LEVEL = 26,           // the information option
+    OPT_INFO = 26,                 // the information option
     OPT_IGNORE_FILE_OPTIONS = 27,  // ignore the input file's option sets
     OPT_SECTION_SIZES = 28,
     OPT_SILICON_ERRATA = 29,
@@ -220,22 +220,25 @@ class option_obj {
   void setopt(option_id id);
   void setopt(option_id id, const char* arg);
   void setopt(option_id id, long arg);
+  void setopt(option_id id, int arg) { setopt(id, static_cast<long>(arg)); }
   void setopt(class_id cls);
   void clearopt(option_id id);
   void clearopt(class_id cls);
 
-  long getnumarg(option_id id, unsigned n) const;
-  const char* getstrarg(option_id id, unsigned n) const;
+  long getnumarg(option_id id, unsigned n = 0) const;
+  const char* getstrarg(option_id id, unsigned n = 0) const;
   unsigned getargcount(option_id id) const;
   bool get_argument(option_id id, an_argument_t* out) const;
   bool args_match_list(option_id id, const char* const* list) const;
   bool parsed_option(option_id id) const;
+  bool is_set(option_id id) const { return parsed_option(id); }
   unsigned state(option_id id) const;
   unsigned seen(option_id id) const;
 
   // The options seen, in the order of first sighting, with their text in the
   // form of a stored option: "--name" or "--name=value".
   void export_option_pairs(export_option_list_type& list, class_id cls = CLASS_ALL) const;
+  export_option_list_type export_option_pairs() const;
   std::vector<std::string> export_option_list() const;
   std::vector<std::string> export_option_class(class_id cls) const;
   // form 0: "--name=value"; form 1: without the first dash, for process_option.
@@ -243,6 +246,7 @@ class option_obj {
   // Applies every option of `from` on top of this one: what the command line
   // does to each option set of the input file.
   void import_options(const option_obj& from);
+  void import_option_pairs(const export_option_list_type& pairs);
 
   void addfileopt(std::string file, std::string tool);
   void clear_history();
