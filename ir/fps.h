@@ -72,6 +72,15 @@ extern const simul_fval const_one, const_ten, const_sixteen;
 extern const simul_fval const_dig[16];  // 0 to 15, indexed by hexadecimal digit
 extern const simul_fval one_q, one_half, three_q, one, neg_one, one_p_five, two, neg_two, four;
 
+// The four digits as one 64-bit number, d0 in the top bits.
+inline uint64_t f_mantissa64(const simul_fval* a) {
+  return (uint64_t(a->mantissa[0]) << 48) | (uint64_t(a->mantissa[1]) << 32) |
+         (uint64_t(a->mantissa[2]) << 16) | uint64_t(a->mantissa[3]);
+}
+inline void f_set_mantissa64(simul_fval* a, uint64_t m) {
+  for (int i = 3; i >= 0; --i, m >>= 16) a->mantissa[i] = static_cast<uint16_t>(m);
+}
+
 // Classification.
 bool f_is_nan(const simul_fval* a);
 bool f_is_inf(const simul_fval* a);
