@@ -78,8 +78,8 @@ TEST(FpsArith, NormalizeShiftsAndRoundsTiesAway) {
   EXPECT_EQ(w[1], 1);
   EXPECT_EQ(w[2], 2);
   EXPECT_EQ(w[3], 3);
-  EXPECT_EQ(w[4], 4);
-  EXPECT_EQ(w[5], 0);  // the 0x8000 is below the rounding digit now
+  EXPECT_EQ(w[4], 5);  // the 0x8000 pushed out into digit 5 rounded it up
+  EXPECT_EQ(w[5], 0);
   // Leading zero digits shift up, bringing lower places in.
   uint16_t v[9] = {0, 0, 0, 7, 1, 2, 3, 0x8000, 0};
   e = 0;
