@@ -167,7 +167,7 @@ int read_decimal(const char* p, unsigned negative, simul_fval* r) {
   // Digits beyond the fortieth are far below the 64-bit mantissa; they only
   // move the point.
   const int kMaxDigits = 40;
-  simul_fval v = pos_zero;
+  char digits[kMaxDigits];
   int count = 0;
   long exponent = 0;
   bool point = false, any = false;
@@ -183,9 +183,7 @@ int read_decimal(const char* p, unsigned negative, simul_fval* r) {
         continue;
       }
       if (count < kMaxDigits) {
-        f_mul(&v, &const_ten, &v);
-        f_add(&v, &const_dig[*p - '0'], &v);
-        ++count;
+        digits[count++] = *p;
         if (point) --exponent;
       } else if (!point) {
         ++exponent;
@@ -197,6 +195,29 @@ int read_decimal(const char* p, unsigned negative, simul_fval* r) {
     }
   }
   if (any && (*p == 'e' || *p == 'E')) exponent += read_exponent(p + 1);
+  // Trailing zeros would only add roundings to the accumulation.
+  while (count > 0 && digits[count - 1] == '0') {
+    --count;
+    ++exponent;
+  }
+
+  // The digits are accumulated nineteen at a time, each group exact in the
+  // 64-bit mantissa: v = v * 10^n + group.
+  simul_fval v = pos_zero;
+  for (int at = 0; at < count;) {
+    int n = count - at < 19 ? count - at : 19;
+    uint64_t group = 0, scale = 1;
+    for (int i = 0; i < n; ++i) {
+      group = group * 10 + static_cast<uint64_t>(digits[at + i] - '0');
+      scale *= 10;
+    }
+    simul_fval g, s;
+    f_utof(group, &g);
+    f_utof(scale, &s);
+    f_mul(&v, &s, &v);
+    f_add(&v, &g, &v);
+    at += n;
+  }
 
   int rc = 0;
   if (!f_is_zero(&v)) {

@@ -79,13 +79,17 @@ int to_ieee(const simul_fval* a, const IEEE_FORMAT& f, uint64_t* bits) {
 }
 
 // A significand whose top bit is at bit 63, or below it for subnormals,
-// under the left-justified exponent `exponent`, into working form.
+// under the left-justified exponent `exponent`, into working form. The
+// shift is done here: a binary64 subnormal may have nothing above digit 3.
 void from_ieee(uint64_t m, long exponent, unsigned sign, simul_fval* r) {
+  while (!(m >> 63)) {
+    m <<= 1;
+    --exponent;
+  }
   simul_fval t;
   f_set_mantissa64(&t, m);
   t.exponent = static_cast<int16_t>(exponent);
   t.sign = static_cast<uint16_t>(sign);
-  f_left_justify(&t);
   f_align_radix_pt(&t);
   *r = t;
 }
