@@ -394,8 +394,12 @@ option_obj::export_option_list_type option_obj::export_option_pairs() const {
   return pairs;
 }
 
+// Each text carries its own argument: none may take a word of the command line.
 void option_obj::import_option_pairs(const export_option_list_type& pairs) {
+  const char* (*saved)() = next_arg;
+  next_arg = nullptr;
   for (auto& pair : pairs) process_option(pair.second.c_str() + 1, nullptr);
+  next_arg = saved;
 }
 
 void option_obj::import_options(const option_obj& from) {
