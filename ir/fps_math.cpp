@@ -115,16 +115,19 @@ const char* const kTanhQ[] = {"0.48402357071988688686e4", "0.2233772071896231292
 
 const char* const kPiOver2 = "1.57079632679489661923";
 
-// sin(y) for y >= 0 with the sign `sign`: the common body of f_sin and f_cos.
-int sine_body(const simul_fval& y, unsigned sign, simul_fval* r) {
+// sin(|x|) with the sign `sign`, or cos(x) as sin(|x| + pi/2): the common
+// body of f_sin and f_cos. The sum with pi/2 only picks the multiple of pi;
+// the reduction subtracts (N - 1/2) pi from |x| itself, so that no bits of
+// |x| are lost to the sum.
+int sine_body(const simul_fval& ax, bool cosine, unsigned sign, simul_fval* r) {
+  simul_fval y = cosine ? add(ax, K(kPiOver2)) : ax;
   simul_fval n = nearest_multiple(y, "0.31830988618379067154");
   if (is_odd_integer(n)) sign ^= 1;
-  simul_fval f = sub(sub(y, mul(n, K("3.1416015625"))), mul(n, K("-8.908910206761537356617e-6")));
+  simul_fval xn = cosine ? sub(n, one_half) : n;
+  simul_fval f = sub(sub(ax, mul(xn, K("3.1416015625"))), mul(xn, K("-8.908910206761537356617e-6")));
   simul_fval g = mul(f, f);
   simul_fval rg = mul(poly(g, kSinR, 7), g);
-  simul_fval res = add(f, mul(f, rg));
-  if (f_is_zero(&res)) res = pos_zero;
-  *r = res;
+  *r = add(f, mul(f, rg));
   if (sign) f_neg(r, r);
   return 0;
 }
@@ -288,7 +291,7 @@ int f_sin(const simul_fval* x, simul_fval* r) {
     *r = *x;
     return 0;
   }
-  return sine_body(absval(*x), x->sign, r);
+  return sine_body(absval(*x), false, x->sign, r);
 }
 
 int f_cos(const simul_fval* x, simul_fval* r) {
@@ -297,7 +300,7 @@ int f_cos(const simul_fval* x, simul_fval* r) {
     return 0;
   }
   if (f_is_inf(x)) return invalid(r, a_nan);
-  return sine_body(add(absval(*x), K(kPiOver2)), 0, r);
+  return sine_body(absval(*x), true, 0, r);
 }
 
 int f_tan(const simul_fval* x, simul_fval* r) {

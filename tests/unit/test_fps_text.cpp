@@ -387,3 +387,30 @@ TEST(FpsText, DigitStrings) {
   f_dbg(buf, &neg_one);
   EXPECT_STREQ(buf, "{0001 0000 0000 0000} e=16 s=1");
 }
+
+TEST(FpsText, ExtremesOfTheSimulatedRangePrint) {
+  simul_fval top = {{0x8000, 0, 0, 0}, 32752, 0};  // 2^32751
+  simul_fval least = {{1, 0, 0, 0}, -32752, 1};  // -2^-32768
+  EXPECT_EQ(ftoa("%.12e", top), "1.079911064945e+9859");
+  EXPECT_EQ(ftoa("%.12e", least), "-7.064835965578e-9865");
+  EXPECT_EQ(ftoa("%a", least), "-0x1.000000p-32768");
+  std::string all = ftoa("%f", top);
+  EXPECT_EQ(all.size(), 9860u + 7u);
+  EXPECT_EQ(all.substr(0, 10), "1079911064");
+}
+
+TEST(FpsText, PreciseTableEntriesRoundToFourDigits) {
+  precise_sim_fval table[3] = {
+      {{0x1234, 0x5678, 0x9abc, 0xdef0, 0x8000, 0, 0, 0, 0, 0}, 32, 0},        // ties round up
+      {{0xffff, 0xffff, 0xffff, 0xffff, 0xc000, 0, 0, 0, 0, 1}, 48, 1},        // carry out of every digit
+      {{0x8000, 0x0000, 0x0000, 0x0003, 0x7fff, 0xffff, 0, 0, 0, 0}, -3, 0},  // left-justified
+  };
+  simul_fval out[3];
+  f_rnd_prectbl(table, out, 3);
+  simul_fval e0 = {{0x1234, 0x5678, 0x9abc, 0xdef1}, 32, 0};
+  simul_fval e1 = {{1, 0, 0, 0}, 64, 1};
+  simul_fval e2 = {{0x1000, 0, 0, 0}, 0, 0};  // the low 3 is shifted out by the alignment
+  EXPECT_TRUE(f_bit_eq(&out[0], &e0));
+  EXPECT_TRUE(f_bit_eq(&out[1], &e1));
+  EXPECT_TRUE(f_bit_eq(&out[2], &e2));
+}
