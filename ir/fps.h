@@ -34,7 +34,7 @@ struct simul_fval {
 static_assert(sizeof(simul_fval) == 12, "a FCON value is 12 bytes");
 
 // The target's own bit pattern: IEEE-754 binary32 for float, double and long
-// double alike.
+// double alike. Nodes never hold one; it exists at the conversions.
 struct trg_fval {
   uint32_t word;
 };
@@ -133,8 +133,9 @@ int f_align_radix_pt(simul_fval* a);
 
 // ---- Integers and rounding --------------------------------------------------
 
-// Truncation towards zero. |a| < 1 gives 0. Out of range (including
-// infinities and NaN) gives the limit for the sign and FP_INVALID.
+// Truncation towards zero. |a| < 1 gives 0. Out of range (2^63 and more for
+// f_ftoi, negative or 2^64 and more for f_ftou, infinities and NaN) gives
+// the limit for the sign and FP_INVALID.
 int f_ftoi(const simul_fval* a, long long* r);
 int f_ftou(const simul_fval* a, unsigned long long* r);
 // The same into the 65-bit compile-time integer: range -2^64 .. 2^64-1.
@@ -172,7 +173,8 @@ enum : int { FPS_TEXT_MAX = 12000, FPS_PREC_MAX = 1100 };
 // flags "-+ #0", width, precision; default precision 6, also for %a) and
 // copies the rest of the format. Returns the length written, or -1 when the
 // format has no conversion (out is then empty). `out` must hold
-// FPS_TEXT_MAX plus the length of the format.
+// FPS_TEXT_MAX plus the length of the format. A node prints its value with
+// "%a" through fval2text.
 int f_ftoa(char* out, const char* format, const simul_fval* a);
 // Writes "%g" and a new line to standard output.
 void f_print(const simul_fval* a);
