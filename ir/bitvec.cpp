@@ -71,6 +71,8 @@ void BITVEC::bv_resize(int n) {
     nwords = need;
     nbits = n;
     if (n > old) clear_range(*this, old, n);
+    // Shrinking leaves no stale bits above the end in the last word.
+    else clear_range(*this, n, nwords * 32);
     return;
   }
   uint32_t* fresh = new uint32_t[need]();

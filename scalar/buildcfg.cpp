@@ -211,7 +211,10 @@ void buildcfg() {
   LIST* list = currfuninfo->stmts;
   currfuninfo->stmts = nullptr;
   int next_label = 1;
-  for (LIST* l = list; l; l = l->next) next_label = std::max(next_label, max_label_in(l->tree) + 1);
+  // Labels stand only in labels and transfers.
+  for (LIST* l = list; l; l = l->next)
+    if (l->tree && (l->tree->op == LABELDEF || is_transfer(l->tree->op)))
+      next_label = std::max(next_label, max_label_in(l->tree) + 1);
   cbranches_to_ifs(list, next_label);
 
   // The exit block: the one URETURN of the function.

@@ -19,16 +19,21 @@ TEST(Pool, RoundsRequestsAndReusesMemoryWithoutClearing) {
 
 TEST(Pool, LargeRequestGetsItsOwnBlock) {
   zfree_all();
-  zalloc(16);
-  size_t blocks = zone_stats().local_blocks;
+  // A request whose double exceeds the block size gets an exact block, so
+  // the zone is then full.
+  zalloc(0x3ff00);
+  EXPECT_EQ(zone_stats().local_blocks, 1u);
   char* big = static_cast<char*>(zalloc(0x20001));
-  EXPECT_EQ(zone_stats().local_blocks, blocks + 1);
+  EXPECT_EQ(zone_stats().local_blocks, 2u);
   EXPECT_TRUE(zlocalp(big));
-  EXPECT_TRUE(zlocalp(big + 0x20001));  // rounded up to 0x20008
-  // The small block still serves small requests.
+  EXPECT_TRUE(zlocalp(big + 0x20007)) << "rounded up to 0x20008";
+  // Both blocks are full: a small request needs a new ordinary block.
   char* small = static_cast<char*>(zalloc(8));
+  EXPECT_EQ(zone_stats().local_blocks, 3u);
   EXPECT_TRUE(zlocalp(small));
-  EXPECT_EQ(zone_stats().local_blocks, blocks + 1);
+  // ... which then serves the next ones.
+  zalloc(8);
+  EXPECT_EQ(zone_stats().local_blocks, 3u);
   zfree_all();
 }
 
