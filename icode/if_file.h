@@ -227,6 +227,7 @@ struct I_FILE {
   void if_merge_type_defs();
   void if_write_all_types(bool all_named);
   void if_write_type(TYPE* type);
+  void if_write_type_record(TYPE* type);
   void if_reference_type(TYPE* type);
   void if_mark_global_types();
 

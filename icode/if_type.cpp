@@ -589,6 +589,7 @@ void I_FILE::write_all_csu_types() {
     if (state & TS_RECORD) return;
     write_csu_record(t);
     type_state_[t] |= TS_RECORD;
+    t->written = true;
   });
 }
 
@@ -598,54 +599,61 @@ void I_FILE::write_type_tree() {
   });
 }
 
+// A type whole: its record, then its lists.
 void I_FILE::if_write_type(TYPE* type) {
   TYPE* t = canonical(type);
   if (!t) return;
-  if_note_type_ref(t);
-  uint8_t state = type_state_[t];
-  if (state & (TS_DONE | TS_LISTS_BUSY | TS_BUSY)) return;
-  if (!(state & TS_RECORD)) {
-    type_state_[t] |= TS_BUSY;
-    write_type_deps(t);
-    type_state_[t] &= static_cast<uint8_t>(~TS_BUSY);
-    write_type_record(t);
-    type_state_[t] |= TS_RECORD;
-  }
-  t->written = true;
-  if (has_lists(t)) {
-    type_state_[t] |= TS_LISTS_BUSY;
-    write_type_lists(t);
-  }
+  if_write_type_record(t);
+  if (!has_lists(t) || (type_state_[t] & (TS_LISTS_BUSY | TS_DONE))) return;
+  type_state_[t] |= TS_LISTS_BUSY;
+  write_type_lists(t);
   type_state_[t] |= TS_DONE;
+}
+
+// Only the record, so that the type has an id. What other records and list
+// elements name needs no more: a type whose lists come later is still open
+// for the reader, and may be named meanwhile. Writing lists here instead
+// could put one list inside another.
+void I_FILE::if_write_type_record(TYPE* type) {
+  TYPE* t = canonical(type);
+  if (!t) return;
+  if_note_type_ref(t);
+  if (type_state_[t] & (TS_RECORD | TS_BUSY)) return;
+  type_state_[t] |= TS_BUSY;
+  write_type_deps(t);
+  write_type_record(t);
+  type_state_[t] |= TS_RECORD;
+  type_state_[t] &= static_cast<uint8_t>(~TS_BUSY);
+  t->written = true;
 }
 
 // The types a type's own record names.
 void I_FILE::write_type_deps(TYPE* t) {
   switch (t->kind) {
     case TYPE::KIND_FIXED:
-      if_write_type(t->getr_fixed()->underlying);
+      if_write_type_record(t->getr_fixed()->underlying);
       break;
     case TYPE::KIND_COMPLEX:
-      if_write_type(t->part_type());
+      if_write_type_record(t->part_type());
       break;
     case TYPE::KIND_POINTER:
     case TYPE::KIND_REFERENCE:
     case TYPE::KIND_QUALIFIED:
     case TYPE::KIND_TYPEDEF:
-      if_write_type(static_cast<TYPE*>(t->subpart));
+      if_write_type_record(static_cast<TYPE*>(t->subpart));
       break;
     case TYPE::KIND_ARRAY:
-      if_write_type(t->getr_array()->elem);
+      if_write_type_record(t->getr_array()->elem);
       break;
     case TYPE::KIND_PTM:
-      if_write_type(t->getr_ptm()->target);
-      if_write_type(t->getr_ptm()->csu);
+      if_write_type_record(t->getr_ptm()->target);
+      if_write_type_record(t->getr_ptm()->csu);
       break;
     case TYPE::KIND_FUNCTION:
-      if_write_type(t->getr_func()->result);
+      if_write_type_record(t->getr_func()->result);
       break;
     case TYPE::KIND_ENUM:
-      if_write_type(t->getr_enum()->underlying);
+      if_write_type_record(t->getr_enum()->underlying);
       break;
     default:
       break;
@@ -820,10 +828,10 @@ void I_FILE::write_elem_head(TYPE* owner, int code) {
 }
 
 // Each list is framed by a header and a trailer; every type its elements
-// name is written before the header, so no reference points forward.
+// name has its record before the header, so no reference points forward.
 void I_FILE::write_type_lists(TYPE* t) {
   auto write_params = [this, t](fkPARAM* params) {
-    for (fkPARAM* p = params; p; p = p->next) if_write_type(p->type);
+    for (fkPARAM* p = params; p; p = p->next) if_write_type_record(p->type);
     write_list_frame(t, TC_LIST_HEADER, LK_PARAM);
     for (fkPARAM* p = params; p; p = p->next) {
       write_elem_head(t, TC_PARAM);
@@ -867,25 +875,25 @@ void I_FILE::write_type_lists(TYPE* t) {
         write_params(r->params);
         continue;
       case LK_BCLASS:
-        for (fkBCLASS* b = r->bclasses; b; b = b->next) if_write_type(b->base);
+        for (fkBCLASS* b = r->bclasses; b; b = b->next) if_write_type_record(b->base);
         break;
       case LK_FFRIEND:
-        for (fkFFRIEND* f = r->ffriends; f; f = f->next) if_write_type(f->type);
+        for (fkFFRIEND* f = r->ffriends; f; f = f->next) if_write_type_record(f->type);
         break;
       case LK_CFRIEND:
-        for (fkTYPE_ELEM* x = r->cfriends; x; x = x->next) if_write_type(x->type);
+        for (fkTYPE_ELEM* x = r->cfriends; x; x = x->next) if_write_type_record(x->type);
         break;
       case LK_NTYPE:
-        for (fkTYPE_ELEM* x = r->ntypes; x; x = x->next) if_write_type(x->type);
+        for (fkTYPE_ELEM* x = r->ntypes; x; x = x->next) if_write_type_record(x->type);
         break;
       case LK_MDATA:
-        for (fkMDATA* m = r->mdata; m; m = m->next) if_write_type(m->type);
+        for (fkMDATA* m = r->mdata; m; m = m->next) if_write_type_record(m->type);
         break;
       case LK_SDATA:
-        for (fkSDATA* s = r->sdata; s; s = s->next) if_write_type(s->type);
+        for (fkSDATA* s = r->sdata; s; s = s->next) if_write_type_record(s->type);
         break;
       case LK_MFUNC:
-        for (fkMFUNC* f = r->mfuncs; f; f = f->next) if_write_type(f->type);
+        for (fkMFUNC* f = r->mfuncs; f; f = f->next) if_write_type_record(f->type);
         break;
       default:
         break;
