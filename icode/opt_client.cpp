@@ -34,23 +34,23 @@ void comment_or_asm(int kind, const char* text, PSN* psn) {
   }
 }
 
-void number_calls(NODE* t) {
-  if (!t) return;
-  if (t->op == CALL || t->op == UCALL) {
-    t->value2 = static_cast<uint32_t>(unique_call_index++);
-    SYMTAB* callee = get_callee_for_call(t);
-    if (callee) t->fun = make_FUNINFO(skip_name_prefix(callee->name));
-  }
-  if (t->op == CSE_DUPE) return;
-  number_calls(t->left);
-  number_calls(t->right);
-}
+// Whether a call of the current function carries a call-argument word,
+// which cl_end_func clears when the function has no exception table.
+bool call_arguments_seen = false;
 
-void assign_scope(NODE* t, LS* scope) {
+// One walk over a new statement: numbers its calls and gives every node the
+// current scope.
+void number_calls_and_assign_scope(NODE* t, LS* scope) {
   for (; t; t = t->right) {
     if (!t->scope) t->scope = scope;
+    if (t->op == CALL || t->op == UCALL) {
+      t->value2 = static_cast<uint32_t>(unique_call_index++);
+      if (t->eh_entry) call_arguments_seen = true;
+      SYMTAB* callee = get_callee_for_call(t);
+      if (callee) t->fun = make_FUNINFO(skip_name_prefix(callee->name));
+    }
     if (t->op == CSE_DUPE) return;
-    assign_scope(t->left, scope);
+    number_calls_and_assign_scope(t->left, scope);
   }
 }
 
@@ -186,8 +186,7 @@ void OPT_CLIENT::cl_end_block(PSN* psn) {
 }
 
 void OPT_CLIENT::cl_expr(NODE* tree, PSN* psn) {
-  number_calls(tree);
-  assign_scope(tree, LS::current());
+  number_calls_and_assign_scope(tree, LS::current());
   currfuninfo->stmts = mkelist(tree, currfuninfo->stmts, psn);
 }
 
@@ -212,8 +211,9 @@ void OPT_CLIENT::cl_inline_asm(const char* text, PSN* psn) { comment_or_asm(36, 
 
 void OPT_CLIENT::cl_end_func(PSN* psn) {
   while (LS::current() && LS::current()->level > 0) LS::close(psn, nullptr, 0);
-  if (!currfuninfo->eht)
+  if (!currfuninfo->eht && call_arguments_seen)
     for (LIST* l = currfuninfo->stmts; l; l = l->next) clear_call_arguments(l->tree);
+  call_arguments_seen = false;
   lex = 0;
   currfuninfo->end_psn = psn;
   if (function_prepass && fileinfo.stage == 1) {

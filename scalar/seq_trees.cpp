@@ -22,14 +22,6 @@ LIST* reverse_list(LIST* l) {
   return out;
 }
 
-bool calls_function_that_never_returns(const NODE* t) {
-  for (; t; t = t->right) {
-    if ((t->op == CALL || t->op == UCALL) && t->fun && (t->fun->flags & FUN_never_returns)) return true;
-    if (t->op == CSE_DUPE) return false;
-    if (calls_function_that_never_returns(t->left)) return true;
-  }
-  return false;
-}
 
 bool type_is_vector(const TYPE* t) {
   const TYPE* r = t && t->rep ? t->rep : t;
@@ -41,13 +33,25 @@ bool type_is_complex(const TYPE* t) {
   return r && r->kind == TYPE::KIND_COMPLEX;
 }
 
-void scan_types(const NODE* t, bool& vector, bool& complex) {
-  for (; t && !(vector && complex); t = t->right) {
-    vector = vector || type_is_vector(t->type);
-    complex = complex || type_is_complex(t->type);
+struct STMT_SCAN {
+  bool vector = false;
+  bool complex = false;
+  bool never_returns = false;  // of this statement
+};
+
+// One walk per statement for what the sequencer needs to know of it: calls
+// that never return, and vector or complex types (for a SWITCH, only in the
+// controlling expression).
+void scan_statement(const NODE* t, STMT_SCAN& s, bool types_wanted) {
+  for (; t; t = t->right) {
+    if ((t->op == CALL || t->op == UCALL) && t->fun && (t->fun->flags & FUN_never_returns)) s.never_returns = true;
+    if (types_wanted) {
+      s.vector = s.vector || type_is_vector(t->type);
+      s.complex = s.complex || type_is_complex(t->type);
+    }
     if (t->op == CSE_DUPE) return;
-    scan_types(t->left, vector, complex);
-    if (t->op == SWITCH) return;  // only the controlling expression
+    scan_statement(t->left, s, types_wanted);
+    if (t->op == SWITCH) types_wanted = false;
   }
 }
 
@@ -84,12 +88,15 @@ void seq_trees() {
 
   note_not_built("seq_trees: propagate_global_constants, sequencing of embedded control flow, simp_tree, "
                  "peel_for_effect, variable shortening, initialize_labelref_probabilities");
-  for (LIST* l = list; l; l = l->next)
-    if (l->tree && calls_function_that_never_returns(l->tree) && !already_marked(l))
-      l = mark_never_returning_call(l);
-
   bool vector = false, complex = false;
-  for (LIST* l = list; l && !(vector && complex); l = l->next) scan_types(l->tree, vector, complex);
+  for (LIST* l = list; l; l = l->next) {
+    if (!l->tree) continue;
+    STMT_SCAN s;
+    scan_statement(l->tree, s, !(vector && complex));
+    vector = vector || s.vector;
+    complex = complex || s.complex;
+    if (s.never_returns && !already_marked(l)) l = mark_never_returning_call(l);
+  }
   if (vector) file_has_vector_trees = true;
   currfuninfo->byte0 = static_cast<uint8_t>((vector ? 1 : 0) | (complex ? 2 : 0));
 }
