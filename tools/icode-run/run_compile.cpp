@@ -456,7 +456,7 @@ XN* RUN_COMPILER::modify(LOC& L, int op, NODE* rhs_node, bool post, NODE* src) {
   } else {
     x = mk(&x_modify, src, static_cast<uint16_t>(L.nsrc + 1), static_cast<uint16_t>(cost + rw + (L.bitfield ? W_BITFIELD : 0)));
     set_loc(x, L.kind, L.reg, L.off, L.var, L.gaddr, L.ptr);
-    x->acc = L.bitfield ? ACC_BF : acc_of(lvk);
+    x->acc = L.bitfield ? static_cast<uint8_t>(ACC_BF) : acc_of(lvk);
     x->b = rhs;
     MODIFY_INFO& mi = m_.infos.emplace_back();
     mi.op = fn;

@@ -284,24 +284,22 @@ class RUN_MACHINE {
 extern RUN_MACHINE* run_machine;
 
 // Cost weights of the weighted count, per evaluation.
-enum RUN_WEIGHT : uint16_t {
-  W_CONST = 0,
-  W_REG_READ = 0,
-  W_REG_WRITE = 1,
-  W_MEM_READ = 2,
-  W_MEM_WRITE = 2,
-  W_ALU = 1,
-  W_MUL = 4,
-  W_DIV = 24,
-  W_FLOAT = 8,
-  W_FLOAT_DIV = 24,
-  W_FLOAT_CONV = 8,
-  W_TEST = 1,
-  W_TAKEN = 2,
-  W_SWITCH = 4,
-  W_CALL = 8,
-  W_ARG = 1,
-  W_COPY_UNIT = 2,
-  W_BITFIELD = 2,
-  W_LIB_UNIT = 1,
-};
+constexpr uint16_t W_CONST = 0;
+constexpr uint16_t W_REG_READ = 0;
+constexpr uint16_t W_REG_WRITE = 1;
+constexpr uint16_t W_MEM_READ = 2;
+constexpr uint16_t W_MEM_WRITE = 2;
+constexpr uint16_t W_ALU = 1;
+constexpr uint16_t W_MUL = 4;
+constexpr uint16_t W_DIV = 24;
+constexpr uint16_t W_FLOAT = 8;
+constexpr uint16_t W_FLOAT_DIV = 24;
+constexpr uint16_t W_FLOAT_CONV = 8;
+constexpr uint16_t W_TEST = 1;
+constexpr uint16_t W_TAKEN = 2;
+constexpr uint16_t W_SWITCH = 4;
+constexpr uint16_t W_CALL = 8;
+constexpr uint16_t W_ARG = 1;
+constexpr uint16_t W_COPY_UNIT = 2;
+constexpr uint16_t W_BITFIELD = 2;
+constexpr uint16_t W_LIB_UNIT = 1;
