@@ -210,6 +210,34 @@ class RunTest : public testing::Test {
     return main_;
   }
 
+  // An initialiser: the trees in address order, ENDINIT added.
+  void init(SYMTAB* s, std::initializer_list<NODE*> trees) {
+    auto* list = new (zalloc0(0, sizeof(EXPR_LIST))) EXPR_LIST();
+    auto add = [list](NODE* t) {
+      auto* e = new (zalloc0(0, sizeof(EXPR_ELEM))) EXPR_ELEM();
+      e->tree = t;
+      if (list->tail) list->tail->next = e;
+      else list->head = e;
+      list->tail = e;
+    };
+    for (NODE* t : trees) add(t);
+    add(new_node(ENDINIT, t_void()));
+    s->init = list;
+  }
+  NODE* skip(uint32_t bits) {
+    NODE* n = new_node(SKIP, t_void());
+    n->mk_skip(bits);
+    return n;
+  }
+  // Starts a new program in the same test.
+  void reset() {
+    for (RUN_FUNCTION* f : prog.functions) delete f;
+    prog = RUN_PROGRAM();
+    prolog.clear();
+    printf_sym = nullptr;
+    main_ = nullptr;
+  }
+
   RUN_RESULT run(RUN_OPTIONS opts = RUN_OPTIONS(), std::vector<std::string> args = {"prog"}) {
     opts.out = nullptr;
     RUN_RESULT r;
