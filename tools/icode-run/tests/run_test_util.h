@@ -229,6 +229,24 @@ class RunTest : public testing::Test {
     n->mk_skip(bits);
     return n;
   }
+  // The variable-argument conventions: ap = __va_start(), and va_arg(ap, T)
+  // as the front end expands it, *(T*)((ap += units) - units).
+  NODE* va_start_() {
+    NODE* n = new_node(UICALL, ptr(t_char()));
+    n->mk_icall("__va_start");
+    return n;
+  }
+  NODE* va_arg_(SYMTAB* ap, TYPE* t) {
+    long long units = t->size / 16;
+    NODE* bumped = op(MINUS, ap->type, op(PLUSASG, ap->type, N(ap), I(units)), I(units));
+    return deref(op(PCONV, ptr(t), bumped));
+  }
+  NODE* intrinsic(int o, const char* name, TYPE* t, NODE* args = nullptr) {
+    NODE* n = maketree(o, args, nullptr, t, nullptr);
+    n->mk_icall(name);
+    return n;
+  }
+
   // Starts a new program in the same test.
   void reset() {
     for (RUN_FUNCTION* f : prog.functions) delete f;
