@@ -1,7 +1,5 @@
 // icode-run: runs an icode file's main on the Rill machine model.
 //   icode-run FILE [--stats] [--max-steps N] [--strict] [-- args]
-#include <pthread.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -15,16 +13,11 @@
 #include "tools/icode-run/run_client.h"
 #include "tools/icode-run/run_error.h"
 #include "tools/icode-run/run_machine.h"
+#include "tools/icode-run/run_thread.h"
 
 namespace {
 
 const char* const kUsage = "usage: icode-run FILE [--stats] [--max-steps N] [--strict] [-- args]\n";
-
-struct JOB {
-  int argc;
-  char** argv;
-  int status;
-};
 
 [[noreturn]] void usage_error(const char* text, const char* arg) {
   fprintf(stderr, "icode-run: %s%s\n%s", text, arg, kUsage);
@@ -97,32 +90,18 @@ int run(int argc, char** argv) {
   return status;
 }
 
-void* run_job(void* p) {
-  JOB* job = static_cast<JOB*>(p);
-  try {
-    job->status = run(job->argc, job->argv);
-  } catch (const std::bad_alloc&) {
-    fprintf(stderr, "icode-run: out of memory\n");
-    job->status = 1;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
-// The interpreter recurses on the host stack once per call of the program
-// and per level of an expression: it runs on a thread with a large stack.
 int main(int argc, char** argv) {
-  JOB job{argc, argv, 1};
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setstacksize(&attr, static_cast<size_t>(512) << 20);
-  pthread_t thread;
-  if (pthread_create(&thread, &attr, run_job, &job) != 0) {
-    run_job(&job);
-  } else {
-    pthread_join(thread, nullptr);
-  }
+  int status = 1;
+  run_with_stack(RUN_STACK_BYTES, [&] {
+    try {
+      status = run(argc, argv);
+    } catch (const std::bad_alloc&) {
+      fprintf(stderr, "icode-run: out of memory\n");
+      status = 1;
+    }
+  });
   fflush(stdout);
-  return job.status;
+  return status;
 }

@@ -241,7 +241,7 @@ void RUN_COMPILER::lvalue(NODE* n, LOC& L) {
     default:
       // A structure value that is no lvalue (a call, a conditional): its
       // address.
-      if (vk_of(n->type) != VK_AGG) bad("operator %s is not an lvalue", opname(n->op));
+      if (vk_of(n->type) != VK_AGG) bad("operator %s is not an lvalue", op_text(n->op).c_str());
       L.kind = LK_PTR;
       L.ptr = rvalue(n);
       L.off = 0;
@@ -412,7 +412,7 @@ XN* RUN_COMPILER::modify(LOC& L, int op, NODE* rhs_node, bool post, NODE* src) {
   uint16_t cost;
   if (lvk == VK_PTR) {
     if ((op != PLUS && op != MINUS) || !vk_is_int(rvk))
-      return fail_node(src, std::string("operator ") + opname(op) + " on a pointer");
+      return fail_node(src, "operator " + op_text(op) + " on a pointer");
     fn = op == PLUS ? &ptr_add_fn : &ptr_sub_fn;
     cost = W_ALU;
   } else {
@@ -434,7 +434,7 @@ XN* RUN_COMPILER::modify(LOC& L, int op, NODE* rhs_node, bool post, NODE* src) {
       if (!vk_is_int(rvk)) rhs = convert(rhs, rvk, VK_I32S, nullptr);
       s = arith_sel(op, comp, lvk);
     }
-    if (!s.fn) return fail_node(src, std::string("operator ") + opname(op) + " on type " + type_text(L.type));
+    if (!s.fn) return fail_node(src, "operator " + op_text(op) + " on type " + type_text(L.type));
     fn = s.fn;
     cost = s.cost;
   }
@@ -545,7 +545,7 @@ void RUN_COMPILER::statement(NODE* t) {
           if (!ps.has_default) ps.default_label = label_of(c->left);
           ps.has_default = true;
         } else {
-          bad("a SWITCH holds %s where a CASE or DEFAULT belongs", c ? opname(c->op) : "nothing");
+          bad("a SWITCH holds %s where a CASE or DEFAULT belongs", c ? op_text(c->op).c_str() : "nothing");
         }
       }
       switches_.push_back(ps);

@@ -79,7 +79,7 @@ XN* RUN_COMPILER::value_as(NODE* n, VK to) {
 }
 
 XN* RUN_COMPILER::binary(NODE* n, VK vk) {
-  if (!n->left || !n->right) bad("%s without two operands", opname(n->op));
+  if (!n->left || !n->right) bad("%s without two operands", op_text(n->op).c_str());
   VK a = vk_of(n->left->type);
   VK b = vk_of(n->right->type);
   if (a == VK_AGG || a == VK_FUNC) a = VK_PTR;
@@ -115,7 +115,7 @@ XN* RUN_COMPILER::binary(NODE* n, VK vk) {
   bool shift = n->op == SLL || n->op == SRL;
   OPSEL s = arith_sel(n->op, vk, vk);
   if (!s.xn || (shift && !vk_is_int(b)))
-    return fail_node(n, std::string("operator ") + opname(n->op) + " on type " + type_text(n->type));
+    return fail_node(n, "operator " + op_text(n->op) + " on type " + type_text(n->type));
   XN* l = value_as(n->left, vk);
   XN* r = shift ? rvalue(n->right) : value_as(n->right, vk);
   XN* x;
@@ -131,7 +131,7 @@ XN* RUN_COMPILER::binary(NODE* n, VK vk) {
 }
 
 XN* RUN_COMPILER::compare(NODE* n) {
-  if (!n->left || !n->right) bad("%s without two operands", opname(n->op));
+  if (!n->left || !n->right) bad("%s without two operands", op_text(n->op).c_str());
   VK a = vk_of(n->left->type);
   VK b = vk_of(n->right->type);
   if (a == VK_AGG || a == VK_FUNC) a = VK_PTR;
@@ -159,14 +159,14 @@ XN* RUN_COMPILER::compare(NODE* n) {
 }
 
 XN* RUN_COMPILER::unary(NODE* n, VK vk) {
-  if (!n->left) bad("%s without an operand", opname(n->op));
+  if (!n->left) bad("%s without an operand", op_text(n->op).c_str());
   if (n->op == EXCLAIM) {
     XN* x = mk(&XNot::run, n, 1, W_ALU);
     x->a = test(n->left);
     return x;
   }
   bool fl = vk == VK_F32;
-  if (!fl && !vk_is_int(vk)) return fail_node(n, std::string("operator ") + opname(n->op) + " on type " + type_text(n->type));
+  if (!fl && !vk_is_int(vk)) return fail_node(n, "operator " + op_text(n->op) + " on type " + type_text(n->type));
   XFN f = nullptr;
   uint16_t cost = W_ALU;
   switch (n->op) {
@@ -186,7 +186,7 @@ XN* RUN_COMPILER::unary(NODE* n, VK vk) {
       cost = W_FLOAT_DIV;
       break;
   }
-  if (!f) return fail_node(n, std::string("operator ") + opname(n->op) + " on type " + type_text(n->type));
+  if (!f) return fail_node(n, "operator " + op_text(n->op) + " on type " + type_text(n->type));
   XN* x = mk(f, n, 1, cost);
   x->a = value_as(n->left, vk);
   return x;
@@ -233,7 +233,7 @@ XN* RUN_COMPILER::call(NODE* n) {
 // ICALL, UICALL, MCALL, UMCALL: what they mean on this target.
 XN* RUN_COMPILER::intrinsic(NODE* n) {
   const char* name = static_cast<const char*>(n->sym);
-  if (!name) bad("%s without a name", opname(n->op));
+  if (!name) bad("%s without a name", op_text(n->op).c_str());
   if (strcmp(name, "_never_executed") == 0) return fail_node(n, "reached code marked _never_executed");
   if (strcmp(name, "__va_start") == 0) {
     if (!fn_) bad("__va_start outside a function");
@@ -381,12 +381,12 @@ XN* RUN_COMPILER::rvalue(NODE* n) {
     case PCONV:
     case ISP2CHAR:
     case ACONV:
-      if (!n->left) bad("%s without an operand", opname(n->op));
+      if (!n->left) bad("%s without an operand", op_text(n->op).c_str());
       return convert(rvalue(n->left), vk_of(n->left->type), vk, n);
     case TOIEEE:
     case FRIEEE:
     case IDENTITY: {
-      if (!n->left) bad("%s without an operand", opname(n->op));
+      if (!n->left) bad("%s without an operand", op_text(n->op).c_str());
       XN* x = rvalue(n->left);
       x->nsrc += 1;
       return x;
@@ -399,6 +399,6 @@ XN* RUN_COMPILER::rvalue(NODE* n) {
     case UICALL:
     case MCALL:
     case UMCALL: return intrinsic(n);
-    default: return fail_node(n, std::string("operator ") + opname(n->op) + " is not supported");
+    default: return fail_node(n, "operator " + op_text(n->op) + " is not supported");
   }
 }

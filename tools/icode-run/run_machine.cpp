@@ -171,7 +171,7 @@ void RUN_MACHINE::apply_initialiser(SYMTAB* sym, VAL where, uint32_t units) {
     }
     VK vk = vk_of(t->type);
     if (!vk_is_scalar(vk))
-      run_bad_input("the initialiser of %s holds %s of type %s", sym->name, opname(t->op), type_text(t->type));
+      run_bad_input("the initialiser of %s holds %s of type %s", sym->name, op_text(t->op).c_str(), type_text(t->type));
     uint32_t size = vk_units(vk) * 16;
     if (bit + size > limit) run_bad_input("the initialiser of %s is larger than the object", sym->name);
     XN* x = comp.rvalue(t);

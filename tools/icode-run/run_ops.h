@@ -5,6 +5,7 @@
 #pragma once
 #include <cmath>
 #include <cstring>
+#include <string>
 
 #include "tools/icode-run/run_error.h"
 #include "tools/icode-run/run_machine.h"
@@ -622,3 +623,5 @@ VAL convert_value(VAL v, VK from, VK to);
 // Access kind and canonical form of a scalar kind.
 uint8_t acc_of(VK vk);
 VAL canon(VAL v, VK vk);
+// The operator's name for messages.
+std::string op_text(int op);

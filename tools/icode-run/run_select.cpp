@@ -183,3 +183,10 @@ VAL canon(VAL v, VK vk) {
     default: return lo32(v);
   }
 }
+
+std::string op_text(int op) {
+  const char* name = op >= 0 && op < 256 && node_operator_name[op] ? node_operator_name[op] : opname(op);
+  std::string s = name;
+  while (!s.empty() && s.back() == ' ') s.pop_back();
+  return s;
+}

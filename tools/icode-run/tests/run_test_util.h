@@ -15,6 +15,7 @@
 #include "tools/icode-run/run_error.h"
 #include "tools/icode-run/run_machine.h"
 #include "tools/icode-run/run_program.h"
+#include "tools/icode-run/run_thread.h"
 
 struct MEMBER_SPEC {
   const char* name;
@@ -31,7 +32,7 @@ struct RUN_RESULT {
 };
 
 class RunTest : public testing::Test {
- protected:
+ public:
   void SetUp() override {
     if (!tp) {
       tp = new TYPE_PKG();
@@ -259,16 +260,18 @@ class RunTest : public testing::Test {
   RUN_RESULT run(RUN_OPTIONS opts = RUN_OPTIONS(), std::vector<std::string> args = {"prog"}) {
     opts.out = nullptr;
     RUN_RESULT r;
-    RUN_MACHINE m(opts);
-    try {
-      m.load(prog);
-      r.status = m.run_main(args);
-    } catch (const RUN_ERROR& e) {
-      r.error = e.text;
-      r.status = e.status;
-    }
-    r.out = m.output();
-    r.stats = m.stats();
+    run_with_stack(RUN_STACK_BYTES, [&] {
+      RUN_MACHINE m(opts);
+      try {
+        m.load(prog);
+        r.status = m.run_main(args);
+      } catch (const RUN_ERROR& e) {
+        r.error = e.text;
+        r.status = e.status;
+      }
+      r.out = m.output();
+      r.stats = m.stats();
+    });
     return r;
   }
   // Runs and expects a normal end.
