@@ -502,8 +502,13 @@ void RUN_COMPILER::statement(NODE* t) {
   switch (t->op) {
     case LABELDEF: label_at_[static_cast<uint32_t>(t->value.low)] = static_cast<uint32_t>(fn_->code.size()); return;
     case NOP:
-    case ASM:
     case PPRAGMA: return;
+    case ASM:
+      if (t->value.low != 36) return;  // a comment
+      s.kind = S_EXPR;
+      s.x = fail_node(t, "inline assembly cannot be run");
+      s.nsrc = 0;
+      break;
     case BRANCH:
       s.kind = S_BRANCH;
       s.target = label_of(t->left);
