@@ -65,7 +65,7 @@ std::vector<IT_FIELD> full_type_layout(int code) {
     case TC_CSU_LONG:
       return {key("csu", K_I8), pos("name", K_STR), flag("complete"), flag("lowered"),
               key("size", K_UINT), key("align", K_UINT), key("classword", K_UINT), flag("bases"),
-              flag("access"), flag("friendfuncs"), flag("friendclasses"), flag("nested"),
+              flag("accessdecls"), flag("friendfuncs"), flag("friendclasses"), flag("nestedtypes"),
               flag("members"), flag("statics"), flag("methods"), flag("params"),
               from(flag("nss"), -84), from(flag("cpp"), -81), psn()};
     case TC_MDATA:
@@ -116,8 +116,8 @@ const KEYWORD kTypeKeywords[] = {
     {TC_VOID, "void"},
 };
 
-const char* const kListKinds[] = {"params",  "enumerators",   "bases",  "access",  "friendfuncs",
-                                  "friendclasses", "nested", "members", "statics", "methods"};
+const char* const kListKinds[] = {"params", "enumerators", "bases", "accessdecls", "friendfuncs",
+                                  "friendclasses", "nestedtypes", "members", "statics", "methods"};
 
 std::vector<IT_RECORD_LAYOUT> make_record_layouts() {
   IT_FIELD u = pos("word", K_UINT);

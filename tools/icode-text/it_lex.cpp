@@ -128,10 +128,12 @@ class LEXER {
     return s_.substr(start, p_ - start);
   }
   std::string string() {
+    int line = line_, column = col();
     advance();  // the quote
     std::string out;
     for (;;) {
-      if (p_ >= s_.size() || s_[p_] == '\n') fail("the string has no closing quote");
+      if (p_ >= s_.size() || s_[p_] == '\n')
+        throw IT_ERROR(it_error_text(file_, line, column, "the string has no closing quote"));
       char c = s_[p_];
       if (c == '"') {
         advance();
@@ -143,7 +145,7 @@ class LEXER {
         continue;
       }
       advance();
-      if (p_ >= s_.size()) fail("the string has no closing quote");
+      if (p_ >= s_.size()) throw IT_ERROR(it_error_text(file_, line, column, "the string has no closing quote"));
       char e = s_[p_];
       advance();
       switch (e) {

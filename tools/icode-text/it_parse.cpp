@@ -318,31 +318,16 @@ void IT_PARSER::fields(CUR& c, int code, const std::vector<IT_FIELD>& layout, st
                        std::vector<bool>& given, bool* long_form) {
   vals.assign(layout.size(), IT_VAL());
   given.assign(layout.size(), false);
-  for (size_t i = 0; i < layout.size(); i++) {
-    IT_KIND k = layout[i].kind == K_EVAL ? K_SINT : layout[i].kind;
-    vals[i].kind = k;
-    if (layout[i].role != ROLE_POS) continue;
-    if (k == K_TREF) {
-      const IT_TOKEN& t = c.peek();
-      if (c.punct("-")) {
-        c.next();
-        vals[i] = it_num(K_TREF, 0);
-      } else if (c.punct("#")) {
-        c.next();
-        vals[i] = it_num(K_TREF, number_in(c, 1, 0xffffffffLL, "a type id"));
-      } else {
-        fail(t, std::string("expected a type id #N for ") + layout[i].key + ", found " + describe(t));
-      }
-    } else if (layout[i].kind == K_EVAL) {
-      vals[i] = it_num(K_SINT, number_in(c, INT32_MIN, 0xffffffffLL, "an enumerator value"));
-    } else {
-      vals[i] = value(c, k, layout[i].key);
-    }
-    given[i] = true;
-  }
+  for (size_t i = 0; i < layout.size(); i++) vals[i].kind = layout[i].kind == K_EVAL ? K_SINT : layout[i].kind;
+  size_t next_pos = 0;
+  auto advance_pos = [&] {
+    while (next_pos < layout.size() && layout[next_pos].role != ROLE_POS) next_pos++;
+  };
+  advance_pos();
   while (!c.end() && !c.punct("{")) {
-    const IT_TOKEN& t = c.next();
+    const IT_TOKEN& t = c.peek();
     if (t.kind == TK_POS) {
+      c.next();
       size_t i = 0;
       while (i < layout.size() && layout[i].role != ROLE_PSN) i++;
       if (i == layout.size()) fail(t, "this record has no position");
@@ -350,6 +335,29 @@ void IT_PARSER::fields(CUR& c, int code, const std::vector<IT_FIELD>& layout, st
       given[i] = true;
       continue;
     }
+    if (t.kind != TK_KEY && next_pos < layout.size()) {
+      // The next positional field.
+      size_t i = next_pos++;
+      advance_pos();
+      given[i] = true;
+      if (vals[i].kind == K_TREF) {
+        if (c.punct("-")) {
+          c.next();
+          vals[i] = it_num(K_TREF, 0);
+        } else if (c.punct("#")) {
+          c.next();
+          vals[i] = it_num(K_TREF, number_in(c, 1, 0xffffffffLL, "a type id"));
+        } else {
+          fail(t, std::string("expected a type id #N for ") + layout[i].key + ", found " + describe(t));
+        }
+      } else if (layout[i].kind == K_EVAL) {
+        vals[i] = it_num(K_SINT, number_in(c, INT32_MIN, 0xffffffffLL, "an enumerator value"));
+      } else {
+        vals[i] = value(c, vals[i].kind, layout[i].key);
+      }
+      continue;
+    }
+    c.next();
     if (t.kind == TK_IDENT && long_form && t.text == "long") {
       *long_form = true;
       continue;
@@ -369,6 +377,8 @@ void IT_PARSER::fields(CUR& c, int code, const std::vector<IT_FIELD>& layout, st
       vals[i] = value(c, vals[i].kind, layout[i].key);
     }
   }
+  if (next_pos < layout.size())
+    fail(c.peek(), std::string("expected ") + layout[next_pos].key + ", found " + describe(c.peek()));
   for (size_t i = 0; i < layout.size(); i++) {
     if (given[i] || layout[i].role == ROLE_PSN || vals[i].kind == K_STR) continue;
     if (code >= 0) vals[i].n = it_type_default(types_, code, vals.data(), vals.size(), layout, i);

@@ -141,7 +141,8 @@ std::string PRINTER::fields(const std::vector<IT_FIELD>& layout, const IT_VAL* f
     const IT_VAL& v = f[i];
     switch (fd.role) {
       case ROLE_POS:
-        s += " " + field_text(fd, v);
+        // Names in type records stand bare; texts of other records are quoted.
+        s += " " + (code >= 0 ? field_text(fd, v) : value(v));
         break;
       case ROLE_PSN:
         if (v.psn.file) at = " " + psn(v.psn);
