@@ -61,7 +61,7 @@ IT_SPEC IT_PARSER::parse_base(CUR& c) {
     s.id = static_cast<uint32_t>(number_in(c, 1, 0xffffffffLL, "a type id"));
     return s;
   }
-  if (t.kind != TK_IDENT) fail(t, "expected a type");
+  if (t.kind != TK_IDENT) fail(t, "expected a type, found " + (t.kind == TK_END ? std::string("the end of the line") : "'" + t.text + "'"));
   const std::string w = t.text;
   c.next();
   auto word = [&](const char* x) {
@@ -180,7 +180,13 @@ uint32_t IT_PARSER::type_ref(CUR& c) {
     c.next();
     return 0;
   }
-  if (!type_start(c.peek())) fail(c.peek(), "expected a type");
+  const IT_TOKEN& t = c.peek();
+  if (!type_start(t)) {
+    std::string found = t.kind == TK_END ? "the end of the line"
+                        : t.kind == TK_STR ? "a string"
+                                           : "'" + t.text + "'";
+    fail(t, "expected a type, found " + found);
+  }
   return resolve(parse_type(c));
 }
 

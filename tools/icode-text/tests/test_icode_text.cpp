@@ -704,7 +704,7 @@ TEST(IcodeText, MistakesNameTheLineAndWhatWasExpected) {
       {f + "  local x : int\n  (ASG int (NAME x))\nend\n", "bad.itxt:3:4: error: ASG takes 2 operands, not 1"},
       {f + "  (ASG (NAME nosuch) (ICON 1))\nend\n", "bad.itxt:2:14: error: unknown symbol nosuch"},
       {f + "  local x : int\n  (ASG (NAME x) (ICON 1)\nend\n", "bad.itxt:4:1: error: expected '(' or ')', found 'end'"},
-      {f + "  local x : strukt S\nend\n", "bad.itxt:2:13: error: expected a type"},
+      {f + "  local x : strukt S\nend\n", "bad.itxt:2:13: error: expected a type, found 'strukt'"},
       {f + "  local x : unsigned\n  (ASG (NAME x) (ICON unsigned -1))\nend\n",
        "bad.itxt:3:32: error: the value -1 does not fit the unsigned type unsigned"},
       {"global s : char*\ninit s {\n  (SCON \"abc)\n}\n", "bad.itxt:3:9: error: the string has no closing quote"},
