@@ -66,13 +66,11 @@ struct NODE : BASE_NODE {
   FUNINFO* fun = nullptr;
   void* reserved[3] = {nullptr, nullptr, nullptr};  // flow graph and value passes
   LS* scope = nullptr;
-  void* words2[2] = {nullptr, nullptr};
   int32_t depnum = 0;
   TYPE* cast_type = nullptr;
   int32_t ssa_info = -1;
   double edge_profile = -1.0;
   void* ddnode = nullptr;
-  void* words3[2] = {nullptr, nullptr};
   char* text = nullptr;  // SCON bytes, cached FCON text, ASM text
   uint32_t text_len = 0; // length of SCON text (it may hold zeros)
   uint32_t value2 = 0;   // call argument word of CALL/UCALL, DDNODE locale

@@ -54,21 +54,17 @@ struct SYMTAB {
   TYPE* type2 = nullptr;
   int32_t align = 0;
   LS* scope = nullptr;
-  void* word1 = nullptr;
   PSN* psn = nullptr;
   PRAGMA* pragmas = nullptr;
-  void* words2[2] = {nullptr, nullptr};
   EXPR_LIST* init = nullptr;
   int32_t file_level = -1;
   int32_t file_index = -1;
   uint32_t file_offset = 0;
   uint32_t option_set = 0;
   SYMTAB* next = nullptr;
-  void* word3 = nullptr;
   uint8_t lex_level = 0;
   int32_t serial = 0;
   uint16_t word16 = 65535;
-  void* words4[3] = {nullptr, nullptr, nullptr};
   uint8_t sflags = 0;
   int32_t block = 0;  // block number of the definition, for dumps
 };
