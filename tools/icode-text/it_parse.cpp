@@ -774,7 +774,8 @@ void IT_PARSER::code_item(const IT_ITEM& it) {
       else if (t.kind == TK_POS)
         where = psn(t);
       else
-        fail(t, "unexpected " + describe(t));
+        fail(t, "expected bare, extra= or a position, found " + describe(t) +
+                    " (the global's own fields go on a global line)");
     }
     r.f = {it_psn(where), it_num(K_UINT, index)};
     new_function_scope(type);
