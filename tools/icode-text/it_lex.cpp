@@ -176,7 +176,7 @@ class LEXER {
   void position(IT_TOKEN& t) {
     t.kind = TK_POS;
     if (p_ < s_.size() && s_[p_] == '"') {
-      t.file = string();
+      t.text = string();
     } else if (p_ < s_.size() && s_[p_] == '#') {
       advance();
       t.file_by_id = true;
@@ -184,8 +184,8 @@ class LEXER {
     } else {
       size_t start = p_;
       while (p_ < s_.size() && !strchr(": \t\r\n;\"", s_[p_])) advance();
-      t.file = s_.substr(start, p_ - start);
-      if (t.file.empty()) fail("expected a position FILE:LINE:COL after @");
+      t.text = s_.substr(start, p_ - start);
+      if (t.text.empty()) fail("expected a position FILE:LINE:COL after @");
     }
     if (p_ >= s_.size() || s_[p_] != ':') fail("expected ':' and a line number in the position");
     advance();

@@ -127,18 +127,18 @@ IT_PSN IT_PARSER::psn(const IT_TOKEN& t) {
     p.file = t.file_id;
     return p;
   }
-  if (t.file.find('\0') != std::string::npos) fail(t, "a file name cannot hold a zero byte");
+  if (t.text.find('\0') != std::string::npos) fail(t, "a file name cannot hold a zero byte");
   uint32_t found = 0;
   for (size_t i = 0; i < m_.files.size(); i++) {
     const IT_REC& r = m_.files[i];
-    if (r.raw || r.f[0].s != t.file) continue;
-    if (found) fail(t, "the file name " + t.file + " is listed twice: name it by its id (@#N:...)");
+    if (r.raw || r.f[0].s != t.text) continue;
+    if (found) fail(t, "the file name " + t.text + " is listed twice: name it by its id (@#N:...)");
     found = static_cast<uint32_t>(i + 1);
   }
   if (!found) {
     IT_REC r;
     r.id = R_SOURCE;
-    r.f.push_back(it_str(t.file));
+    r.f.push_back(it_str(t.text));
     m_.files.push_back(std::move(r));
     found = static_cast<uint32_t>(m_.files.size());
   }
@@ -169,55 +169,53 @@ IT_VAL IT_PARSER::value(CUR& c, IT_KIND kind, const char* what) {
 // ---------------------------------------------------------------------------
 // Items
 
-void IT_PARSER::split(const std::vector<IT_TOKEN>& toks) {
-  std::vector<std::vector<IT_TOKEN>> lines(1);
-  for (const IT_TOKEN& t : toks) {
-    if (t.kind == TK_NL || t.kind == TK_END) {
-      IT_TOKEN end = t;
-      end.kind = TK_END;
-      if (!lines.back().empty()) lines.back().push_back(end);
-      if (t.kind == TK_END) break;
-      lines.emplace_back();
-      continue;
-    }
-    lines.back().push_back(t);
+void IT_PARSER::split() {
+  // Lines: [begin, end) with `end` at the newline or end token behind them.
+  struct LINE {
+    size_t begin, end;
+  };
+  std::vector<LINE> lines;
+  size_t start = 0;
+  for (size_t i = 0; i < toks_.size(); i++) {
+    if (toks_[i].kind != TK_NL && toks_[i].kind != TK_END) continue;
+    if (i > start) lines.push_back({start, i});
+    start = i + 1;
   }
-  lines.erase(std::remove_if(lines.begin(), lines.end(), [](const std::vector<IT_TOKEN>& l) { return l.empty(); }),
-              lines.end());
-
   struct BLOCK {
     uint32_t owner;
     int64_t kind;
   };
   std::vector<BLOCK> blocks;
-  auto closes = [](const std::vector<IT_TOKEN>& l) {
-    return l[0].kind == TK_PUNCT && l[0].text == "}";
+  auto first = [&](const LINE& l) -> const IT_TOKEN& { return toks_[l.begin]; };
+  auto closes = [&](const LINE& l) { return first(l).kind == TK_PUNCT && first(l).text == "}"; };
+  auto has = [&](const LINE& l, const char* punct) {
+    for (size_t k = l.begin; k < l.end; k++)
+      if (toks_[k].kind == TK_PUNCT && toks_[k].text == punct) return true;
+    return false;
   };
-  // Joins the lines of a block up to the one that starts with "}".
+  // A block goes on up to the line that starts with "}".
   auto gather = [&](size_t& i, IT_ITEM& item) {
-    item.toks = lines[i];
     while (!closes(lines[i])) {
-      if (++i >= lines.size()) fail(item.toks.back(), "the block has no closing '}'");
-      IT_TOKEN nl = item.toks.back();
-      nl.kind = TK_NL;
-      item.toks.back() = nl;
-      item.toks.insert(item.toks.end(), lines[i].begin(), lines[i].end());
+      if (++i >= lines.size()) fail(toks_[item.end], "the block has no closing '}'");
+      item.end = lines[i].end;
     }
   };
   for (size_t i = 0; i < lines.size(); i++) {
-    const std::vector<IT_TOKEN>& l = lines[i];
-    const IT_TOKEN& first = l[0];
-    IT_ITEM item{IT_ITEM::CODE, l, 0, 0};
-    bool is_ident = first.kind == TK_IDENT;
-    const std::string& w = first.text;
-    bool opens = l.size() >= 2 && l[l.size() - 2].kind == TK_PUNCT && l[l.size() - 2].text == "{";
+    const LINE& l = lines[i];
+    const IT_TOKEN& f = first(l);
+    IT_ITEM item{IT_ITEM::CODE, l.begin, l.end, 0, 0};
+    bool is_ident = f.kind == TK_IDENT;
+    const std::string& w = f.text;
+    size_t n = l.end - l.begin;
+    bool opens = n >= 1 && toks_[l.end - 1].kind == TK_PUNCT && toks_[l.end - 1].text == "{";
     if (is_ident && w == "type") {
       item.kind = IT_ITEM::TYPE;
       if (opens) {
-        if (l.size() < 5 || l[1].text != "#" || l[2].kind != TK_NUM) fail(first, "expected 'type #ID'");
-        int64_t kind = l[3].kind == TK_IDENT ? it_list_kind(l[3].text) : -1;
-        if (l[3].kind == TK_KEY && l[3].text == "kind" && l[4].kind == TK_NUM) kind = std::stoll(l[4].text);
-        CUR c{&l, 2};
+        const IT_TOKEN* t = &toks_[l.begin];
+        if (n < 5 || t[1].text != "#" || t[2].kind != TK_NUM) fail(f, "expected 'type #ID'");
+        int64_t kind = t[3].kind == TK_IDENT ? it_list_kind(t[3].text) : -1;
+        if (t[3].kind == TK_KEY && t[3].text == "kind" && t[4].kind == TK_NUM) kind = std::stoll(t[4].text);
+        CUR c(toks_, item, 2);
         blocks.push_back({static_cast<uint32_t>(number(c, K_UINT, "a type id")), kind});
       }
     } else if (!blocks.empty() && closes(l)) {
@@ -230,12 +228,7 @@ void IT_PARSER::split(const std::vector<IT_TOKEN>& toks) {
       item.owner = blocks.back().owner;
     } else if (is_ident && (w == "struct" || w == "union" || w == "class" || w == "enum")) {
       item.kind = IT_ITEM::DECL;
-      bool open_brace = false, close_brace = false;
-      for (const IT_TOKEN& t : l) {
-        open_brace |= t.kind == TK_PUNCT && t.text == "{";
-        close_brace |= t.kind == TK_PUNCT && t.text == "}";
-      }
-      if (open_brace && !close_brace) gather(i, item);
+      if (has(l, "{") && !has(l, "}")) gather(i, item);
     } else if (is_ident && w == "typedef") {
       item.kind = IT_ITEM::DECL;
     } else if (is_ident && w == "init") {
@@ -250,15 +243,15 @@ void IT_PARSER::split(const std::vector<IT_TOKEN>& toks) {
     } else if (is_ident && w == "global") {
       item.kind = IT_ITEM::GLOBAL;
     } else if (is_ident && w == "raw") {
-      item.kind = l.size() > 1 && l[1].text == "code" ? IT_ITEM::CODE : IT_ITEM::RAW;
+      item.kind = n > 1 && toks_[l.begin + 1].text == "code" ? IT_ITEM::CODE : IT_ITEM::RAW;
     }
-    items_.push_back(std::move(item));
+    items_.push_back(item);
   }
-  if (!blocks.empty()) fail(toks.back(), "a type list has no closing '}'");
+  if (!blocks.empty()) fail(toks_.back(), "a type list has no closing '}'");
 }
 
 void IT_PARSER::header_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 1};
+  CUR c(toks_, it, 1);
   while (!c.end()) {
     const IT_TOKEN& k = c.next();
     if (k.kind != TK_KEY) fail(k, "expected version=, cpu=, source=, extra= or magic=");
@@ -279,7 +272,7 @@ void IT_PARSER::header_item(const IT_ITEM& it) {
 }
 
 void IT_PARSER::files_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 1};
+  CUR c(toks_, it, 1);
   while (!c.end()) {
     IT_REC r;
     r.id = R_SOURCE;
@@ -289,7 +282,7 @@ void IT_PARSER::files_item(const IT_ITEM& it) {
 }
 
 void IT_PARSER::options_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 1};
+  CUR c(toks_, it, 1);
   IT_REC r;
   r.id = R_OPTION_SET;
   r.f.push_back(it_num(K_UINT, number(c, K_UINT, "an option set id")));
@@ -300,7 +293,7 @@ void IT_PARSER::options_item(const IT_ITEM& it) {
 }
 
 void IT_PARSER::raw_item(const IT_ITEM& it, std::vector<IT_REC>& section) {
-  CUR c{&it.toks, 2};
+  CUR c(toks_, it, 2);
   IT_REC r;
   r.raw = true;
   r.id = static_cast<int>(number_in(c, 1, 254, "a record id"));
@@ -468,7 +461,7 @@ void IT_PARSER::type_record(CUR& c, uint32_t owner) {
 }
 
 void IT_PARSER::type_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 0};
+  CUR c(toks_, it, 0);
   if (it.kind == IT_ITEM::TYPE_CLOSE) {
     c.next();
     IT_REC r;
@@ -586,25 +579,25 @@ void IT_PARSER::global_items() {
   // global line does.
   std::set<std::string> declared;
   for (const IT_ITEM& it : items_)
-    if (it.kind == IT_ITEM::GLOBAL && it.toks.size() > 1 &&
-        (it.toks[1].kind == TK_IDENT || it.toks[1].kind == TK_STR))
-      declared.insert(it.toks[1].text);
+    if (it.kind == IT_ITEM::GLOBAL && length(it) > 1 &&
+        (tok(it, 1).kind == TK_IDENT || tok(it, 1).kind == TK_STR))
+      declared.insert(tok(it, 1).text);
   for (const IT_ITEM& it : items_) {
-    if (it.kind == IT_ITEM::RAW && it.toks[1].text == "globals") {
+    if (it.kind == IT_ITEM::RAW && tok(it, 1).text == "globals") {
       raw_item(it, m_.globals);
-      if (m_.globals.back().id == R_SYMBOL) globals_.push_back(SYM{"", 0, 0, false});
+      if (m_.globals.back().id == R_SYMBOL) add_global(SYM{"", 0, 0, false});
       continue;
     }
     if (it.kind == IT_ITEM::GLOBAL) {
-      CUR c{&it.toks, 1};
+      CUR c(toks_, it, 1);
       IT_REC r = symbol(c, 2, true);
-      globals_.push_back(SYM{r.f[0].s, static_cast<uint32_t>(r.f[5].n), 0, true});
+      add_global(SYM{r.f[0].s, static_cast<uint32_t>(r.f[5].n), 0, true});
       m_.globals.push_back(std::move(r));
       continue;
     }
-    if (it.kind != IT_ITEM::CODE || !(it.toks[0].kind == TK_IDENT && it.toks[0].text == "function"))
+    if (it.kind != IT_ITEM::CODE || !(tok(it, 0).kind == TK_IDENT && tok(it, 0).text == "function"))
       continue;
-    CUR c{&it.toks, 1};
+    CUR c(toks_, it, 1);
     const IT_TOKEN& nt = c.peek();
     if (nt.kind != TK_IDENT && nt.kind != TK_STR) continue;
     if (!c.punct(":", 1) || declared.count(nt.text)) continue;
@@ -619,7 +612,7 @@ void IT_PARSER::global_items() {
            it_num(K_U16, 0),     it_num(K_TREF, type),   it_num(K_TREF, 0), it_num(K_UINT, 0),
            it_num(K_I8, 0),      it_num(K_UINT, 0),      it_num(K_UINT, 0), it_psn(IT_PSN())};
     r.derive_fileoff = true;
-    globals_.push_back(SYM{name, type, 0, true});
+    add_global(SYM{name, type, 0, true});
     m_.globals.push_back(std::move(r));
   }
 }
@@ -628,7 +621,7 @@ void IT_PARSER::global_items() {
 // Initialisers
 
 void IT_PARSER::init_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 1};
+  CUR c(toks_, it, 1);
   IT_REC r;
   r.id = R_INIT;
   int64_t level, index;
@@ -670,7 +663,7 @@ void IT_PARSER::init_item(const IT_ITEM& it) {
 // The function section
 
 void IT_PARSER::new_function_scope(uint32_t function_type) {
-  locals_.clear();
+  clear_locals();
   depth_ = 1;
   func_type_ = function_type;
 }
@@ -701,7 +694,7 @@ void IT_PARSER::generic_record(CUR& c, const IT_RECORD_LAYOUT& l, IT_REC& r) {
 }
 
 void IT_PARSER::code_item(const IT_ITEM& it) {
-  CUR c{&it.toks, 0};
+  CUR c(toks_, it, 0);
   const IT_TOKEN& first = c.peek();
   IT_REC r;
   if (first.kind == TK_PUNCT && first.text == "(") {
@@ -752,7 +745,7 @@ void IT_PARSER::code_item(const IT_ITEM& it) {
   }
   if (w == "function") {
     r.id = R_BEGIN_FUNC;
-    locals_.clear();
+    clear_locals();
     int64_t level, index;
     uint32_t type;
     bool none, level_known;
@@ -787,9 +780,9 @@ void IT_PARSER::code_item(const IT_ITEM& it) {
     IT_REC s = symbol(c, w == "param" ? 9 : w == "local" ? 1 : 2, false);
     SYM sym{s.f[0].s, static_cast<uint32_t>(s.f[5].n), depth_, true};
     if (top)
-      globals_.push_back(sym);
+      add_global(sym);
     else
-      locals_.push_back(sym);
+      add_local(sym);
     m_.code.push_back(std::move(s));
     return;
   }
@@ -922,7 +915,7 @@ void IT_PARSER::code_items() {
   for (const IT_ITEM& it : items_)
     if (it.kind == IT_ITEM::CODE) code.push_back(&it);
   auto word = [&](size_t k) -> std::string {
-    const IT_TOKEN& t = code[k]->toks[0];
+    const IT_TOKEN& t = tok(*code[k], 0);
     return t.kind == TK_IDENT || t.kind == TK_PUNCT ? t.text : "";
   };
   // A function that has neither end-of-arguments nor end-of-locals gets
@@ -974,19 +967,19 @@ void IT_PARSER::code_items() {
 // ---------------------------------------------------------------------------
 
 void IT_PARSER::run(const std::string& text) {
-  std::vector<IT_TOKEN> toks = it_lex(text, file_);
-  split(toks);
+  toks_ = it_lex(text, file_);
+  split();
   for (const IT_ITEM& it : items_) {
     switch (it.kind) {
       case IT_ITEM::HEADER: header_item(it); break;
       case IT_ITEM::FILES: files_item(it); break;
       case IT_ITEM::OPTIONS: options_item(it); break;
       case IT_ITEM::RAW:
-        if (it.toks.size() < 2) fail(it.toks[0], "expected raw SECTION ID \"HEX\"");
-        if (it.toks[1].text == "options") raw_item(it, m_.options);
-        else if (it.toks[1].text == "files") raw_item(it, m_.files);
-        else if (it.toks[1].text != "types" && it.toks[1].text != "globals" && it.toks[1].text != "inits")
-          fail(it.toks[1], "expected a section: code, inits, options, types, files or globals");
+        if (length(it) < 2) fail(tok(it, 0), "expected raw SECTION ID \"HEX\"");
+        if (tok(it, 1).text == "options") raw_item(it, m_.options);
+        else if (tok(it, 1).text == "files") raw_item(it, m_.files);
+        else if (tok(it, 1).text != "types" && tok(it, 1).text != "globals" && tok(it, 1).text != "inits")
+          fail(tok(it, 1), "expected a section: code, inits, options, types, files or globals");
         break;
       default: break;
     }
@@ -994,7 +987,7 @@ void IT_PARSER::run(const std::string& text) {
   for (const IT_ITEM& it : items_) {
     if (it.kind == IT_ITEM::TYPE || it.kind == IT_ITEM::TYPE_ELEM || it.kind == IT_ITEM::TYPE_CLOSE)
       type_item(it);
-    else if (it.kind == IT_ITEM::RAW && it.toks[1].text == "types")
+    else if (it.kind == IT_ITEM::RAW && tok(it, 1).text == "types")
       raw_item(it, m_.types);
   }
   types_.rebuild();
@@ -1002,7 +995,7 @@ void IT_PARSER::run(const std::string& text) {
   global_items();
   for (const IT_ITEM& it : items_) {
     if (it.kind == IT_ITEM::INIT) init_item(it);
-    else if (it.kind == IT_ITEM::RAW && it.toks[1].text == "inits") raw_item(it, m_.inits);
+    else if (it.kind == IT_ITEM::RAW && tok(it, 1).text == "inits") raw_item(it, m_.inits);
   }
   code_items();
 }

@@ -10,12 +10,11 @@ enum IT_TK { TK_END, TK_NL, TK_IDENT, TK_KEY, TK_NUM, TK_STR, TK_POS, TK_PUNCT }
 
 struct IT_TOKEN {
   IT_TK kind = TK_END;
-  std::string text;  // name, key, number text, string bytes, punctuation
+  bool file_by_id = false;  // a position token that names its file by id
   int line = 0, col = 0;
-  // A position token: the file by name or by id, line and column.
-  std::string file;
-  bool file_by_id = false;
-  uint32_t file_id = 0, pline = 0, pcol = 0;
+  // Name, key, number text, string bytes, punctuation; a position's file name.
+  std::string text;
+  uint32_t file_id = 0, pline = 0, pcol = 0;  // a position token's numbers
 };
 
 // Splits text into tokens; newlines count only outside parentheses.
@@ -37,12 +36,13 @@ struct IT_SPEC {
   const IT_TOKEN* at = nullptr;
 };
 
-// A line (or a block of lines) of text, by what it is about.
+// A line (or a block of lines) of text, by what it is about: the tokens
+// from `begin` up to the newline or end at `end`.
 struct IT_ITEM {
   enum KIND { HEADER, FILES, OPTIONS, TYPE, TYPE_ELEM, TYPE_CLOSE, DECL, GLOBAL, RAW, INIT, CODE } kind;
-  std::vector<IT_TOKEN> toks;  // ends with TK_END
-  uint32_t owner = 0;          // TYPE_ELEM, TYPE_CLOSE: the type of the open list
-  int64_t list_kind = 0;       // TYPE_CLOSE: the kind of the open list
+  size_t begin = 0, end = 0;
+  uint32_t owner = 0;     // TYPE_ELEM, TYPE_CLOSE: the type of the open list
+  int64_t list_kind = 0;  // TYPE_CLOSE: the kind of the open list
 };
 
 class IT_PARSER {
@@ -50,17 +50,22 @@ class IT_PARSER {
   IT_PARSER(const std::string& file, IT_MODEL& m) : file_(file), m_(m), types_(m) {}
   void run(const std::string& text);
 
-  // ---- Cursor over one item.
+  // ---- Cursor over one item; behind its last token it sees an end token.
   struct CUR {
-    const std::vector<IT_TOKEN>* t;
-    size_t i;
-    const IT_TOKEN& peek(size_t k = 0) const {
-      size_t j = i + k < t->size() ? i + k : t->size() - 1;
-      return (*t)[j];
+    CUR(const std::vector<IT_TOKEN>& toks, const IT_ITEM& item, size_t skip)
+        : t(&toks), i(item.begin + skip), limit(item.end), end_tok(toks[item.end]) {
+      end_tok.kind = TK_END;
+      if (i > limit) i = limit;
     }
+    CUR(const CUR&) = delete;
+    CUR& operator=(const CUR&) = delete;
+    const std::vector<IT_TOKEN>* t;
+    size_t i, limit;
+    IT_TOKEN end_tok;
+    const IT_TOKEN& peek(size_t k = 0) const { return i + k < limit ? (*t)[i + k] : end_tok; }
     const IT_TOKEN& next() {
       const IT_TOKEN& tok = peek();
-      if (i < t->size() - 1) i++;
+      if (i < limit) i++;
       return tok;
     }
     bool punct(const char* p, size_t k = 0) const {
@@ -84,7 +89,7 @@ class IT_PARSER {
 
  private:
   // ---- Splitting and the passes over the items (it_parse.cpp).
-  void split(const std::vector<IT_TOKEN>& toks);
+  void split();
   void header_item(const IT_ITEM& it);
   void files_item(const IT_ITEM& it);
   void options_item(const IT_ITEM& it);
@@ -150,9 +155,28 @@ class IT_PARSER {
   std::string file_;
   IT_MODEL& m_;
   IT_TYPES types_;
+  std::vector<IT_TOKEN> toks_;
   std::vector<IT_ITEM> items_;
+  const IT_TOKEN& tok(const IT_ITEM& it, size_t k) const {
+    return it.begin + k < it.end ? toks_[it.begin + k] : toks_[it.end];
+  }
+  size_t length(const IT_ITEM& it) const { return it.end - it.begin; }
   std::vector<SYM> globals_;
   std::vector<SYM> locals_;
+  std::map<std::string, std::vector<size_t>> global_names_;  // name to the globals of it
+  std::map<std::string, size_t> latest_local_;               // name to the latest local of it
+  void add_global(const SYM& s) {
+    if (s.known) global_names_[s.name].push_back(globals_.size());
+    globals_.push_back(s);
+  }
+  void add_local(const SYM& s) {
+    if (s.known) latest_local_[s.name] = locals_.size();
+    locals_.push_back(s);
+  }
+  void clear_locals() {
+    locals_.clear();
+    latest_local_.clear();
+  }
   int depth_ = 0;
   uint32_t func_type_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <unordered_map>
 
 #include "tools/icode-text/itext.h"
 
@@ -56,6 +57,20 @@ class PRINTER {
   std::vector<bool> file_ok_;
   std::vector<SYM> globals_;
   std::vector<SYM> locals_;
+  std::unordered_map<std::string, int> global_names_;     // name to how many globals have it
+  std::unordered_map<std::string, size_t> latest_local_;  // name to the latest local of it
+  void add_global(const SYM& s) {
+    globals_.push_back(s);
+    if (s.known) global_names_[s.name]++;
+  }
+  void add_local(const SYM& s) {
+    if (s.known) latest_local_[s.name] = locals_.size();
+    locals_.push_back(s);
+  }
+  void clear_locals() {
+    locals_.clear();
+    latest_local_.clear();
+  }
   std::map<int64_t, uint32_t> placed_;  // global index to its function or initialiser
   int depth_ = 0;
 };
@@ -104,10 +119,8 @@ std::string PRINTER::symref(int64_t level, int64_t index, bool uint_level, int64
     if (index < 0 || static_cast<size_t>(index) >= globals_.size() || !globals_[index].known)
       return "::" + num;
     const SYM& g = globals_[index];
-    int same = 0;
-    for (const SYM& s : globals_) same += s.known && s.name == g.name;
-    bool shadowed = false;
-    for (const SYM& s : locals_) shadowed |= s.known && s.name == g.name;
+    int same = global_names_.at(g.name);
+    bool shadowed = latest_local_.count(g.name) != 0;
     if (same == 1 && !shadowed) return name_text(g.name);
     if (same == 1) return "::" + name_text(g.name);
     return "::" + name_text(g.name) + num;
@@ -116,9 +129,7 @@ std::string PRINTER::symref(int64_t level, int64_t index, bool uint_level, int64
   if (index < 0 || static_cast<size_t>(index) >= locals_.size() || !locals_[index].known)
     return "\"\"" + num + lv;
   const SYM& s = locals_[index];
-  int64_t latest = -1;
-  for (size_t i = 0; i < locals_.size(); i++)
-    if (locals_[i].known && locals_[i].name == s.name) latest = static_cast<int64_t>(i);
+  int64_t latest = static_cast<int64_t>(latest_local_.at(s.name));
   std::string t = latest == index ? name_text(s.name) : name_text(s.name) + num;
   return level == s.level ? t : t + lv;
 }
@@ -386,7 +397,7 @@ void PRINTER::globals() {
     if (r.id != R_SYMBOL) continue;
     SYM s;
     if (!r.raw) s = SYM{r.f[0].s, static_cast<uint32_t>(r.f[5].n), 0, true};
-    globals_.push_back(s);
+    add_global(s);
   }
   int64_t index = 0;
   for (const IT_REC& r : m_.globals) {
@@ -433,7 +444,7 @@ void PRINTER::code_record(const IT_REC& r) {
   const std::vector<IT_VAL>& f = r.f;
   switch (r.id) {
     case R_BEGIN_FUNC: {
-      locals_.clear();
+      clear_locals();
       if (!out_.empty()) line("");
       std::string s = "function " + symref(0, f[1].n, false, -1);
       if (r.bare) s += " bare";
@@ -448,10 +459,10 @@ void PRINTER::code_record(const IT_REC& r) {
       SYM sym{f[0].s, static_cast<uint32_t>(f[5].n), depth_, true};
       if (depth_ == 0) {
         s += "  ; #" + std::to_string(globals_.size());
-        globals_.push_back(sym);
+        add_global(sym);
       } else {
         s += "  ; #" + std::to_string(locals_.size()) + " level " + std::to_string(depth_);
-        locals_.push_back(sym);
+        add_local(sym);
       }
       line(ind + s);
       return;
@@ -528,7 +539,7 @@ void PRINTER::code_record(const IT_REC& r) {
 void PRINTER::code() {
   for (const IT_REC& r : m_.code) {
     if (!r.raw && r.id == R_IR_BEGIN) {
-      locals_.clear();
+      clear_locals();
       if (!out_.empty()) line("");
     }
     code_record(r);

@@ -354,11 +354,11 @@ void IT_PARSER::decl_items() {
   std::vector<const IT_ITEM*> typedefs;
   for (const IT_ITEM& it : items_) {
     if (it.kind != IT_ITEM::DECL) continue;
-    if (it.toks[0].text == "typedef") {
+    if (tok(it, 0).text == "typedef") {
       typedefs.push_back(&it);
       continue;
     }
-    CUR c{&it.toks, 0};
+    CUR c(toks_, it, 0);
     const IT_TOKEN& kw = c.next();
     int tag = kw.text == "struct" ? 0 : kw.text == "union" ? 1 : kw.text == "class" ? 2 : 3;
     const IT_TOKEN& nt = c.peek();
@@ -433,7 +433,7 @@ void IT_PARSER::decl_items() {
     decls_.push_back(d);
   }
   for (const IT_ITEM* it : typedefs) {
-    CUR c{&it->toks, 1};
+    CUR c(toks_, *it, 1);
     uint32_t target = type_ref(c);
     const IT_TOKEN& nt = c.peek();
     if (nt.kind != TK_IDENT || it_reserved_word(nt.text)) fail(nt, "expected the typedef's name");
@@ -455,7 +455,7 @@ void IT_PARSER::layout_csu(size_t k) {
   if (decls_[k].done || decls_[k].visiting) return;
   decls_[k].visiting = true;
   const DECL d = decls_[k];
-  CUR c{&d.item->toks, d.body};
+  CUR c(toks_, *d.item, d.body - d.item->begin);
   struct MEMBER {
     std::string name;
     uint32_t type;

@@ -3,19 +3,15 @@
 #include "tools/icode-text/it_parse.h"
 
 bool IT_PARSER::global_by_name(const std::string& name, int64_t& index, const IT_TOKEN& at, bool must) {
-  int64_t found = -1;
-  for (size_t i = 0; i < globals_.size(); i++) {
-    if (!globals_[i].known || globals_[i].name != name) continue;
-    if (found >= 0)
-      fail(at, "there are several globals named " + name + ": name one by its index (::" + name + "#" +
-                   std::to_string(found) + ")");
-    found = static_cast<int64_t>(i);
-  }
-  if (found < 0) {
+  auto it = global_names_.find(name);
+  if (it == global_names_.end()) {
     if (must) fail(at, "unknown global " + name);
     return false;
   }
-  index = found;
+  if (it->second.size() > 1)
+    fail(at, "there are several globals named " + name + ": name one by its index (::" + name + "#" +
+                 std::to_string(it->second[0]) + ")");
+  index = static_cast<int64_t>(it->second[0]);
   return true;
 }
 
@@ -75,13 +71,13 @@ void IT_PARSER::symref(CUR& c, int64_t& level, int64_t& index, uint32_t& type, b
     }
     return;
   }
-  for (size_t i = locals_.size(); i-- > 0;) {
-    if (locals_[i].known && locals_[i].name == name) {
-      index = static_cast<int64_t>(i);
-      level = locals_[i].level;
-      type = locals_[i].type;
-      return;
-    }
+  auto latest = latest_local_.find(name);
+  if (latest != latest_local_.end()) {
+    const SYM& s = locals_[latest->second];
+    index = static_cast<int64_t>(latest->second);
+    level = s.level;
+    type = s.type;
+    return;
   }
   if (global_by_name(name, index, at, false)) {
     type = globals_[static_cast<size_t>(index)].type;
