@@ -30,6 +30,11 @@ std::string temp_path(const std::string& name) {
   return std::string(dir ? dir : "/tmp") + "/icode_text_" + std::to_string(getpid()) + "_" + name;
 }
 
+// The files of a test stay behind for a look when ICODE_TEXT_KEEP is set.
+void drop(const std::string& path) {
+  if (!getenv("ICODE_TEXT_KEEP")) remove(path.c_str());
+}
+
 TYPE_PKG* package() {
   if (!tp) {
     tp = tp_new<TYPE_PKG>();
@@ -462,7 +467,7 @@ void expect_round_trip(const std::string& path) {
   std::string again = temp_path("again.icode");
   ASSERT_EQ(assemble(first.text, again), first.bytes) << first.text;
   EXPECT_EQ(disassemble(again).text, first.text);
-  remove(again.c_str());
+  drop(again);
 }
 
 TEST(IcodeText, WriterFileRoundTripsByteForByte) {
@@ -485,7 +490,7 @@ TEST(IcodeText, WriterFileRoundTripsByteForByte) {
         "catch (\"int\" 3 1) (\"char*\" 4 0)", "irbegin 1 -2 3 4 @t.c:30:1", "irins extra=\"0001ff\" @t.c:30:2",
         "irend", "(SCON char[4] \"hi\\n\\x00\\\"\")", "cases=9", "(NAME int x#0)"})
     EXPECT_NE(text.find(word), std::string::npos) << word << "\n" << text;
-  remove(path.c_str());
+  drop(path);
 }
 
 // What icode-dis decodes is what the signedness of types says: the reader
@@ -520,7 +525,7 @@ TEST(IcodeText, SignednessAgreesWithTheTypePackage) {
   }
   EXPECT_GT(checked, 25);
   in->if_close(false, false);
-  remove(path.c_str());
+  drop(path);
 }
 
 // ---------------------------------------------------------------------------
@@ -557,7 +562,7 @@ TEST(IcodeText, HandWrittenTextFillsInTheRest) {
         "(RETURN int (NAME int() main) (NAME int g))\nend\n"})
     EXPECT_NE(text.find(want), std::string::npos) << want << "\n----\n" << text;
   expect_round_trip(path);
-  remove(path.c_str());
+  drop(path);
 }
 
 // The reader proper takes what the assembler writes: count what it hands
@@ -632,7 +637,7 @@ end
   EXPECT_EQ(client.blocks, 1);
   EXPECT_EQ(client.names, "list:2 table:2 walk:2 n:9 c:9 n:1 s:1 t:1 ");
   in->if_close(false, false);
-  remove(path.c_str());
+  drop(path);
 }
 
 // Files of older versions have other fields: the text follows the version.
@@ -666,7 +671,7 @@ global v : enum e
     EXPECT_EQ(y->offset, 32) << version;
     EXPECT_FALSE(y->is_bitfield) << version;
     in->if_close(false, false);
-    remove(path.c_str());
+    drop(path);
   }
 }
 
@@ -678,7 +683,7 @@ TEST(IcodeText, FixturesRoundTrip) {
     std::string path = temp_path("fixture.icode");
     assemble(text, path);
     expect_round_trip(path);
-    remove(path.c_str());
+    drop(path);
   }
 }
 
