@@ -86,7 +86,10 @@ struct TYPE_INFO {
 // small ones live in a vector; a stray large id costs one map node.
 class IF_TYPE_MAP {
  public:
-  TYPE_INFO* find(uint32_t id);
+  TYPE_INFO* find(uint32_t id) {
+    if (id < dense_.size()) return dense_[id].type ? &dense_[id] : nullptr;
+    return id < kDenseLimit ? nullptr : find_sparse(id);
+  }
   // A new entry, or null when the id is already defined.
   TYPE_INFO* insert(uint32_t id);
   template <class F>
@@ -102,6 +105,7 @@ class IF_TYPE_MAP {
   }
 
  private:
+  TYPE_INFO* find_sparse(uint32_t id);
   static constexpr uint32_t kDenseLimit = 1u << 20;
   std::vector<TYPE_INFO> dense_;
   std::map<uint32_t, TYPE_INFO> sparse_;
@@ -166,13 +170,20 @@ struct I_FILE {
   // was read last; reading past its end is an invalid record.
   bool i_read_bool();
   int8_t i_read_s8();
-  uint8_t i_read_u8();
+  uint8_t i_read_u8() {
+    if (body_pos_ >= body_len_) if_bad_record();
+    return body_[body_pos_++];
+  }
   int16_t i_read_s16();
   uint16_t i_read_u16();
   int32_t i_read_s32();
   uint32_t i_read_u32();
   int32_t i_read_sint();
-  uint32_t i_read_uint();
+  uint32_t i_read_uint() {
+    // One byte is the common case.
+    if (body_pos_ < body_len_ && body_[body_pos_] < 0x80) return body_[body_pos_++];
+    return i_read_uint_slow();
+  }
   PSN* i_read_psn();
   uint32_t i_read_typeref() { return i_read_uint(); }
   // n == 0: up to and including the terminating 0; otherwise exactly n
@@ -221,7 +232,13 @@ struct I_FILE {
   // ---- Types.
   void if_read_type_defs();
   void if_read_type();
-  TYPE* find_typeref(uint32_t id);
+  TYPE* find_typeref(uint32_t id) {
+    if (id == 0) return nullptr;
+    TYPE_INFO* e = types.find(id);
+    if (!e) if_forward_type();
+    return e->type;
+  }
+  [[noreturn]] static void if_forward_type();
   void enter_type(uint32_t id, const TYPE_INFO& info);
   fkMDATA* find_mdataref(uint32_t type_id, uint32_t member_id);
   void if_merge_type_defs();
@@ -310,12 +327,17 @@ struct I_FILE {
   uint64_t pos_ = 0;          // logical position of the stream
   uint64_t image_end_ = 0;    // size of the image, for judging lengths
   uint32_t magic_end_ = 0;    // where the function section starts
-  uint8_t* body_ = nullptr;   // body of the record read last
-  uint32_t body_size_ = 0;
+  uint8_t* in_buf_ = nullptr;  // the reader's own buffer over the stream
+  uint32_t in_pos_ = 0;
+  uint32_t in_len_ = 0;
+  uint64_t in_base_ = 0;       // position of its first byte
+  uint8_t* body_ = nullptr;    // body of the record read last: in in_buf_ or body_store_
+  uint8_t* body_store_ = nullptr;
+  uint32_t body_store_size_ = 0;
   uint32_t body_len_ = 0;
   uint32_t body_pos_ = 0;
   uint32_t rec_start_ = 0;    // position of its id byte
-  uint8_t rec_hdr_[6] = {};   // its id and length as they stood
+  uint8_t rec_hdr_[6] = {};   // its id and length as they stood (no more than six bytes)
   uint8_t rec_hdr_len_ = 0;
   char* strbuf_ = nullptr;    // for i_read_string(n)
   uint32_t strbuf_size_ = 0;
@@ -335,6 +357,9 @@ struct I_FILE {
   uint32_t psn_chunk_left_ = 0;
 
   // Writing state.
+  uint8_t* out_buf_ = nullptr;  // staged for the stream
+  uint32_t out_len_ = 0;
+  const TYPE* noted_[256] = {};  // types whose references were noted lately
   std::unordered_map<std::string, uint32_t> name_ids_;
   std::unordered_map<const char*, uint32_t> name_ptr_ids_;
   std::unordered_map<const TYPE*, uint8_t> type_state_;
@@ -344,12 +369,15 @@ struct I_FILE {
 
   // Helpers (definitions by record family).
   void if_init_stream(FILE* f);
+  bool i_fill();
   int i_getc();
   uint32_t i_read_stream_uint(bool& ok);
-  void i_read_body(uint32_t length);
+  bool i_load_body(uint32_t length);
+  uint32_t i_read_uint_slow();
   void i_buffer_reserve(uint32_t n);
   void i_put(const void* data, uint32_t n);
   void i_stream_write(const void* data, size_t n);
+  void i_out_drain();
   uint32_t if_check_count(uint32_t count, uint32_t min_bytes_each);
   void* if_alloc(size_t size);
   char* if_strdup(const char* text);

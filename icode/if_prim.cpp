@@ -16,6 +16,8 @@ const char* const IF_MSG_INVALID_EHT = "\nINTERNAL ERROR: Invalid EHT record in 
 
 static const char kMagic[] = "!<icode>\n";  // stored with its terminating 0
 static const uint32_t kStreamBuffer = 32768;
+static const uint32_t kInBuffer = 65536;
+static const uint32_t kOutBuffer = 65536;
 static const uint32_t kBufferStep = 32768;
 static const uint32_t kFileNameStep = 20;
 
@@ -67,7 +69,9 @@ static void grow_array(T*& array, uint32_t& capacity, uint32_t step) {
 
 I_FILE::~I_FILE() {
   free(buffer);
-  free(body_);
+  free(in_buf_);
+  free(out_buf_);
+  free(body_store_);
   free(strbuf_);
   free(locals);
   free(globals);
@@ -104,6 +108,8 @@ I_FILE* I_FILE::if_open_basic(FILE* stream, IF_CLIENT* client) {
   f->writing = false;
   f->client = client ? client : &plain_client;
   f->if_init_stream(stream);
+  f->in_buf_ = static_cast<uint8_t*>(malloc(kInBuffer));
+  if (!f->in_buf_) if_fail(">> out of memory");
   f->image_end_ = UINT64_MAX;
   if (fseek(stream, 0, SEEK_END) == 0) {
     long end = ftell(stream);
@@ -137,6 +143,8 @@ I_FILE* I_FILE::if_create(FILE* stream, TYPE_PKG* type_pkg, const char* source_n
   f->buffer = static_cast<uint8_t*>(malloc(kBufferStep));
   if (!f->buffer) if_fail(">> ICODE Buffer size exceeded and realloc failed");
   f->buffer_size = kBufferStep;
+  f->out_buf_ = static_cast<uint8_t*>(malloc(kOutBuffer));
+  if (!f->out_buf_) if_fail(">> out of memory");
   if (type_pkg) f->if_clear_type_marks();
   f->if_write_magic();
   return f;
@@ -154,6 +162,7 @@ int I_FILE::if_close(bool all_named, bool discard) {
       if_seek(0);
       if_write_magic();
     }
+    i_out_drain();
     if (fflush(stream) != 0) failed = 1;
   }
   if (ferror(stream) || stream_failed_) failed = 1;
@@ -165,25 +174,44 @@ int I_FILE::if_close(bool all_named, bool discard) {
 void I_FILE::if_type_init(TYPE_PKG* pkg) { type_pkg = pkg; }
 
 void I_FILE::if_seek(uint32_t offset) {
+  body_len_ = body_pos_ = 0;
+  if (writing) i_out_drain();
+  if (!writing && offset >= in_base_ && offset <= in_base_ + in_len_) {
+    in_pos_ = static_cast<uint32_t>(offset - in_base_);
+    pos_ = offset;
+    return;
+  }
   if (fseek(stream, base + static_cast<long>(offset), SEEK_SET) != 0) {
     if (!writing) if_bad_record();
     stream_failed_ = true;
   }
   pos_ = offset;
-  body_len_ = body_pos_ = 0;
+  in_base_ = offset;
+  in_pos_ = in_len_ = 0;
 }
 
 void I_FILE::if_flush() {
+  if (writing) i_out_drain();
   if (fflush(stream) != 0) stream_failed_ = true;
 }
 
 // ---------------------------------------------------------------------------
-// Reading: record framing
+// Reading: the input buffer and record framing
+//
+// The reader keeps its own buffer over the stream, so that a record whose
+// bytes are all in it is read in place, without a copy.
+
+bool I_FILE::i_fill() {
+  in_base_ += in_len_;
+  in_pos_ = 0;
+  in_len_ = static_cast<uint32_t>(fread_unlocked(in_buf_, 1, kInBuffer, stream));
+  return in_len_ > 0;
+}
 
 int I_FILE::i_getc() {
-  int c = getc_unlocked(stream);
-  if (c != EOF) pos_++;
-  return c;
+  if (in_pos_ == in_len_ && !i_fill()) return EOF;
+  pos_++;
+  return in_buf_[in_pos_++];
 }
 
 // A uint read straight from the stream (the length of a record).
@@ -203,46 +231,92 @@ uint32_t I_FILE::i_read_stream_uint(bool& ok) {
   return 0;
 }
 
-void I_FILE::i_read_body(uint32_t length) {
-  if (length > body_size_) {
-    uint32_t size = body_size_ ? body_size_ : 256;
-    while (size < length) size = size > 0x7fffffffu ? length : size * 2;
-    uint8_t* grown = static_cast<uint8_t*>(realloc(body_, size));
-    if (!grown) if_fail(">> out of memory");
-    body_ = grown;
-    body_size_ = size;
-  }
-  if (length && fread_unlocked(body_, 1, length, stream) != length) if_bad_record();
-  pos_ += length;
-  body_len_ = length;
+bool I_FILE::i_load_body(uint32_t length) {
   body_pos_ = 0;
+  uint32_t avail = in_len_ - in_pos_;
+  if (length <= avail) {
+    body_ = in_buf_ + in_pos_;
+    in_pos_ += length;
+    pos_ += length;
+    body_len_ = length;
+    return true;
+  }
+  // Across the end of the buffer: gather it in a store of its own.
+  if (length > body_store_size_) {
+    uint32_t size = body_store_size_ ? body_store_size_ : 256;
+    while (size < length) size = size > 0x7fffffffu ? length : size * 2;
+    uint8_t* grown = static_cast<uint8_t*>(realloc(body_store_, size));
+    if (!grown) if_fail(">> out of memory");
+    body_store_ = grown;
+    body_store_size_ = size;
+  }
+  body_ = body_store_;
+  body_len_ = 0;
+  uint32_t got = 0;
+  while (got < length) {
+    if (in_pos_ == in_len_ && !i_fill()) return false;
+    uint32_t n = in_len_ - in_pos_;
+    if (n > length - got) n = length - got;
+    memcpy(body_store_ + got, in_buf_ + in_pos_, n);
+    in_pos_ += n;
+    pos_ += n;
+    got += n;
+  }
+  body_len_ = length;
+  return true;
 }
 
 void I_FILE::i_read_header(int& id, uint32_t& length) {
   rec_start_ = static_cast<uint32_t>(pos_);
-  rec_hdr_len_ = 0;
   body_len_ = body_pos_ = 0;
-  int c = i_getc();
-  if (c == EOF) if_bad_record();
-  rec_hdr_[rec_hdr_len_++] = static_cast<uint8_t>(c);
-  id = c;
-  length = 0;
-  if (c == IREC_EOF) return;
-  bool ok;
-  length = i_read_stream_uint(ok);
+  // The common case: the whole header is in the buffer.
+  if (in_len_ - in_pos_ >= sizeof rec_hdr_) {
+    const uint8_t* p = in_buf_ + in_pos_;
+    id = p[0];
+    uint32_t n = 1;
+    length = 0;
+    if (id != IREC_EOF) {
+      uint32_t v = 0;
+      for (int shift = 0;; shift += 7) {
+        if (shift == 35) if_bad_record();
+        uint8_t b = p[n++];
+        v |= static_cast<uint32_t>(b & 0x7f) << shift;
+        if (!(b & 0x80)) break;
+      }
+      length = v;
+    }
+    memcpy(rec_hdr_, p, sizeof rec_hdr_);
+    rec_hdr_len_ = static_cast<uint8_t>(n);
+    in_pos_ += n;
+    pos_ += n;
+    if (id == IREC_EOF) return;
+  } else {
+    rec_hdr_len_ = 0;
+    int c = i_getc();
+    if (c == EOF) if_bad_record();
+    rec_hdr_[rec_hdr_len_++] = static_cast<uint8_t>(c);
+    id = c;
+    length = 0;
+    if (c == IREC_EOF) return;
+    bool ok;
+    length = i_read_stream_uint(ok);
+    if (!ok) if_bad_record();
+  }
   // A length that the rest of the image cannot hold is garbage; refusing it
-  // here also keeps one bad number from sizing the body buffer.
-  if (!ok || length > image_end_ - pos_) if_bad_record();
-  i_read_body(length);
+  // here also keeps one bad number from sizing the body store.
+  if (length > image_end_ - pos_) if_bad_record();
+  if (length <= in_len_ - in_pos_) {
+    body_ = in_buf_ + in_pos_;
+    in_pos_ += length;
+    pos_ += length;
+    body_len_ = length;
+  } else if (!i_load_body(length)) {
+    if_bad_record();
+  }
 }
 
 // ---------------------------------------------------------------------------
 // Reading: primitives over the body of the current record
-
-uint8_t I_FILE::i_read_u8() {
-  if (body_pos_ >= body_len_) if_bad_record();
-  return body_[body_pos_++];
-}
 
 bool I_FILE::i_read_bool() { return i_read_u8() != 0; }
 
@@ -267,7 +341,7 @@ uint32_t I_FILE::i_read_u32() {
 
 int32_t I_FILE::i_read_s32() { return static_cast<int32_t>(i_read_u32()); }
 
-uint32_t I_FILE::i_read_uint() {
+uint32_t I_FILE::i_read_uint_slow() {
   uint32_t v = 0;
   for (int shift = 0; shift < 35; shift += 7) {
     if (body_pos_ >= body_len_) break;
@@ -461,9 +535,25 @@ void I_FILE::i_write_psn(const PSN* psn) {
   i_write_uint(psn->col);
 }
 
+// The writer stages what goes to the stream, so that a record costs a copy
+// rather than calls into stdio.
 void I_FILE::i_stream_write(const void* data, size_t n) {
-  if (n && fwrite_unlocked(data, 1, n, stream) != n) stream_failed_ = true;
+  if (n > kOutBuffer - out_len_) {
+    i_out_drain();
+    if (n >= kOutBuffer) {
+      if (fwrite_unlocked(data, 1, n, stream) != n) stream_failed_ = true;
+      pos_ += n;
+      return;
+    }
+  }
+  memcpy(out_buf_ + out_len_, data, n);
+  out_len_ += static_cast<uint32_t>(n);
   pos_ += n;
+}
+
+void I_FILE::i_out_drain() {
+  if (out_len_ && fwrite_unlocked(out_buf_, 1, out_len_, stream) != out_len_) stream_failed_ = true;
+  out_len_ = 0;
 }
 
 void I_FILE::i_flush(int id) {
@@ -510,8 +600,7 @@ bool I_FILE::if_read_magic() {
   bool ok;
   uint32_t length = i_read_stream_uint(ok);
   const uint32_t fixed = sizeof kMagic + 2 + 2 + 5 * 4;
-  if (!ok || length > image_end_ - pos_ || length < fixed + 1) return false;
-  i_read_body(length);
+  if (!ok || length > image_end_ - pos_ || length < fixed + 1 || !i_load_body(length)) return false;
   if (memcmp(body_, kMagic, sizeof kMagic) != 0) return false;
   body_pos_ = sizeof kMagic;
   int v = i_read_s16();
@@ -657,12 +746,14 @@ void I_FILE::if_write_all_files() {
 
 void I_FILE::if_copy_raw(uint32_t offset, uint32_t length, I_FILE* target) {
   if_seek(offset);
-  uint8_t block[8192];
   while (length) {
-    uint32_t n = length < sizeof block ? length : static_cast<uint32_t>(sizeof block);
-    if (fread_unlocked(block, 1, n, stream) != n) if_bad_record();
+    if (in_pos_ == in_len_ && !i_fill()) if_bad_record();
+    uint32_t n = in_len_ - in_pos_;
+    if (n > length) n = length;
+    if (n > 8192) n = 8192;
+    target->i_write_raw(in_buf_ + in_pos_, n);
+    in_pos_ += n;
     pos_ += n;
-    target->i_write_raw(block, n);
     length -= n;
   }
 }

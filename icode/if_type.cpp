@@ -116,9 +116,7 @@ int read_type_long_as_int(int ikind, uint32_t size) {
 // ---------------------------------------------------------------------------
 // The id map
 
-TYPE_INFO* IF_TYPE_MAP::find(uint32_t id) {
-  if (id < dense_.size()) return dense_[id].type ? &dense_[id] : nullptr;
-  if (id < kDenseLimit) return nullptr;
+TYPE_INFO* IF_TYPE_MAP::find_sparse(uint32_t id) {
   auto it = sparse_.find(id);
   return it != sparse_.end() && it->second.type ? &it->second : nullptr;
 }
@@ -145,12 +143,7 @@ TYPE_PKG* I_FILE::if_pkg() {
   return type_pkg;
 }
 
-TYPE* I_FILE::find_typeref(uint32_t id) {
-  if (id == 0) return nullptr;
-  TYPE_INFO* e = types.find(id);
-  if (!e) tp_die("invalid forward reference");
-  return e->type;
-}
+void I_FILE::if_forward_type() { tp_die("invalid forward reference"); }
 
 void I_FILE::enter_type(uint32_t id, const TYPE_INFO& info) {
   if (id == 0 || !info.type) if_bad_record();
@@ -532,6 +525,9 @@ void I_FILE::if_clear_type_marks() {
 }
 
 void I_FILE::if_note_type_ref(TYPE* t) {
+  const TYPE*& recent = noted_[(reinterpret_cast<uintptr_t>(t) >> 4) & 255];
+  if (recent == t) return;
+  recent = t;
   uint8_t& state = type_state_[t];
   if (state & TS_NOTED) return;
   state |= TS_NOTED;
