@@ -171,6 +171,23 @@ TEST_F(IcodeReadTest, ReadingOneFunctionAgainAndSkipping) {
   EXPECT_EQ(in->if_close(true, false), 0);
 }
 
+TEST_F(IcodeReadTest, ExtractingCopiesTheImageAndItsGlobals) {
+  // Everything up to the globals goes raw, the globals record by record and
+  // the pragmas through the writer: a file that ends with its globals comes
+  // out whole.
+  SMALL_FILE f = small_file(-84);
+  std::string path = temp_path();
+  LOG_CLIENT client;
+  I_FILE* in = I_FILE::if_open(stream_of(f.bytes), &client);
+  ASSERT_NE(in, nullptr);
+  uint32_t at = in->if_tell();
+  EXPECT_EQ(in->if_extract_file(path.c_str()), 1);
+  EXPECT_EQ(in->if_tell(), at);
+  EXPECT_TRUE(read_all(path) == f.bytes);
+  in->if_close(true, false);
+  remove(path.c_str());
+}
+
 TEST_F(IcodeReadTest, CpuId500ReadsShortLongsAsInts) {
   for (int cpu : {1000, 500}) {
     ENC types;
