@@ -37,6 +37,7 @@ SYMTAB* RUN_CLIENT::cl_symbol_create(const char* name, TYPE* type, TYPE* type2, 
 void RUN_CLIENT::cl_symbol_init(SYMTAB* sym, EXPR_LIST* list) { sym->init = list; }
 
 void RUN_CLIENT::cl_begin_func(SYMTAB* sym, PSN*) {
+  if (current_) program_.functions.emplace_back(current_);  // a function left open
   current_ = new RUN_FUNCTION;
   current_->sym = sym;
   lex = 1;
@@ -68,7 +69,7 @@ void RUN_CLIENT::cl_inline_asm(const char* text, PSN* psn) {
 }
 
 void RUN_CLIENT::cl_end_func(PSN*) {
-  if (current_) program_.functions.push_back(current_);
+  if (current_) program_.functions.emplace_back(current_);
   current_ = nullptr;
   lex = 0;
 }

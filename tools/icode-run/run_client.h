@@ -7,6 +7,9 @@
 class RUN_CLIENT : public IF_CLIENT {
  public:
   explicit RUN_CLIENT(RUN_PROGRAM& program) : program_(program) {}
+  ~RUN_CLIENT() override { delete current_; }
+  RUN_CLIENT(const RUN_CLIENT&) = delete;
+  RUN_CLIENT& operator=(const RUN_CLIENT&) = delete;
 
   SYMTAB* cl_symbol_create(const char* name, TYPE* type, TYPE* type2, uint32_t size, uint32_t align,
                            uint32_t offset, int sclass, int qualifier, PSN* psn, uint32_t file_offset,

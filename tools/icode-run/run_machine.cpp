@@ -85,11 +85,11 @@ VAL RUN_MACHINE::literal(NODE* scon) {
 }
 
 void RUN_MACHINE::layout_globals(RUN_PROGRAM& program) {
-  for (RUN_FUNCTION* rf : program.functions) {
+  for (auto& rf : program.functions) {
     if (!rf->sym || !rf->sym->name) run_bad_input("a function without a name");
     XFUNC* x = function_named(rf->sym->name);
     if (x->body) run_bad_input("function %s is defined twice", x->name);
-    x->body = rf;
+    x->body = rf.get();
     x->sym = rf->sym;
     x->builtin = nullptr;  // the program's own definition wins over the library
     func_of[rf->sym] = x;
@@ -194,7 +194,7 @@ void RUN_MACHINE::apply_initialisers(RUN_PROGRAM& program) {
 
 void RUN_MACHINE::load(RUN_PROGRAM& program) {
   layout_globals(program);
-  for (RUN_FUNCTION* rf : program.functions) {
+  for (auto& rf : program.functions) {
     RUN_COMPILER comp(*this, func_of[rf->sym], false);
     comp.compile_function();
   }

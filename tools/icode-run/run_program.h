@@ -4,6 +4,7 @@
 // build it by hand.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 struct NODE;
@@ -26,5 +27,5 @@ struct RUN_FUNCTION {
 
 struct RUN_PROGRAM {
   std::vector<SYMTAB*> globals;  // level 0 and the statics of functions, in file order
-  std::vector<RUN_FUNCTION*> functions;
+  std::vector<std::unique_ptr<RUN_FUNCTION>> functions;
 };

@@ -10,7 +10,7 @@ VK vk_of(const TYPE* type) {
   switch (r->kind) {
     case TYPE::KIND_VOID: return VK_VOID;
     case TYPE::KIND_INTEGRAL:
-      if (r->is_bool()) return r->size == 16 || r->size == 32 ? VK_BOOL : VK_BAD;
+      if (r->is_bool()) return r->size == 32 ? VK_BOOL : VK_BAD;
       if (r->size == 16) return r->is_signed() ? VK_I16S : VK_I16U;
       if (r->size == 32) return r->is_signed() ? VK_I32S : VK_I32U;
       return VK_BAD;

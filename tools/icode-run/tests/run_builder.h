@@ -43,7 +43,6 @@ class RUN_BUILDER {
     lex = 1;
   }
   ~RUN_BUILDER() {
-    for (RUN_FUNCTION* f : prog.functions) delete f;
     lex = 0;
     zfree_all();
   }
@@ -94,8 +93,8 @@ class RUN_BUILDER {
 
   // ---- Symbols and functions.
   SYMTAB* sym(const char* name, TYPE* type, int sclass, int level) {
-    SYMTAB* s = new (zalloc0(0, sizeof(SYMTAB))) SYMTAB();
-    s->name = zstrdup(0, name);
+    SYMTAB* s = new (zalloc0(1, sizeof(SYMTAB))) SYMTAB();
+    s->name = zstrdup(1, name);
     s->type = s->decl_type = type;
     s->size = static_cast<int32_t>(type->size);
     s->sclass = s->orig_sclass = static_cast<uint8_t>(sclass);
@@ -112,7 +111,7 @@ class RUN_BUILDER {
   RUN_FUNCTION* func(const char* name, TYPE* ret) {
     auto* f = new RUN_FUNCTION;
     f->sym = global(name, fn_type(ret));
-    prog.functions.push_back(f);
+    prog.functions.emplace_back(f);
     return f;
   }
   // A parameter and its local copy, with the argument prolog statement.
@@ -217,9 +216,9 @@ class RUN_BUILDER {
 
   // An initialiser: the trees in address order, ENDINIT added.
   void init(SYMTAB* s, std::initializer_list<NODE*> trees) {
-    auto* list = new (zalloc0(0, sizeof(EXPR_LIST))) EXPR_LIST();
+    auto* list = new (zalloc0(1, sizeof(EXPR_LIST))) EXPR_LIST();
     auto add = [list](NODE* t) {
-      auto* e = new (zalloc0(0, sizeof(EXPR_ELEM))) EXPR_ELEM();
+      auto* e = new (zalloc0(1, sizeof(EXPR_ELEM))) EXPR_ELEM();
       e->tree = t;
       if (list->tail) list->tail->next = e;
       else list->head = e;
@@ -254,7 +253,6 @@ class RUN_BUILDER {
 
   // Starts a new program in the same test.
   void reset() {
-    for (RUN_FUNCTION* f : prog.functions) delete f;
     prog = RUN_PROGRAM();
     prolog.clear();
     printf_sym = nullptr;

@@ -44,7 +44,7 @@ class RunToolTest : public RunTest {
     FILE* f = fopen(path.c_str(), "wb");
     I_FILE* out = I_FILE::if_create(f, tp, "test.c");
     for (SYMTAB* s : prog.globals) out->if_enter_global(s);
-    for (RUN_FUNCTION* fn : prog.functions) {
+    for (auto& fn : prog.functions) {
       out->if_write_begin_func(fn->sym, nullptr);
       for (SYMTAB* p : fn->params) {
         out->if_enter_local(p);
