@@ -84,8 +84,6 @@ void RUN_COMPILER::bad(const char* format, ...) {
   run_bad_input("%s in an initialiser", buf);
 }
 
-const char* RUN_COMPILER::fname() const { return fn_ ? fn_->name : "(initialiser)"; }
-
 // ---- Frame.
 
 // Variables whose address is taken live in memory whatever their class.

@@ -55,7 +55,6 @@ class RUN_COMPILER {
   XN* constant(VAL v, NODE* src, uint16_t nsrc);
   XN* fail_node(NODE* src, const std::string& text);
   [[noreturn]] void bad(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  const char* fname() const;
 
   void find_addressed(NODE* n);
   void layout_frame();

@@ -206,7 +206,6 @@ XN* RUN_COMPILER::call(NODE* n) {
     SYMTAB* s = static_cast<SYMTAB*>(c->sym);
     auto it = m_.func_of.find(s);
     cs.direct = it != m_.func_of.end() ? it->second : m_.function_named(s->name);
-    cs.name = cs.direct->name;
   } else {
     x->a = value_as(callee, VK_PTR);
   }
@@ -222,7 +221,6 @@ XN* RUN_COMPILER::call(NODE* n) {
     cs.arg_units.push_back(vk == VK_AGG ? units_of(a->type) : vk_units(vk));
     x->cost += W_ARG;
   }
-  cs.nvar = n->op == CALL ? static_cast<uint32_t>(n->value.low) : 0;
   if (vk_of(n->type) == VK_AGG) {
     if (!fn_) bad("a call in an initialiser");
     cs.ret_var = static_cast<int32_t>(add_var(nullptr, "the result of a call", units_of(n->type)));
@@ -243,7 +241,6 @@ XN* RUN_COMPILER::intrinsic(NODE* n) {
   if (!f->builtin && !f->body) return fail_node(n, std::string("unknown intrinsic ") + name);
   CALLSITE& cs = m_.callsites.emplace_back();
   cs.direct = f;
-  cs.name = f->name;
   XN* x = mk(&x_call, n, 1, W_CALL);
   x->flags |= XF_CALL;
   x->p = &cs;

@@ -199,7 +199,7 @@ void RUN_MACHINE::load(RUN_PROGRAM& program) {
     comp.compile_function();
   }
   apply_initialisers(program);
-  heap_base = heap_top = next_static;
+  heap_top = next_static;
 }
 
 int RUN_MACHINE::run_main(const std::vector<std::string>& args) {
@@ -219,10 +219,9 @@ int RUN_MACHINE::run_main(const std::vector<std::string>& args) {
   }
   VAL argv = static_object(static_cast<uint32_t>(args.size() + 1), OBJ_ARGV, "argv", false);
   for (size_t i = 0; i < strings.size(); ++i) APTR::st(p_addr(argv) + static_cast<uint32_t>(i), strings[i]);
-  heap_base = heap_top = next_static;
+  heap_top = next_static;
 
   CALLSITE cs;
-  cs.name = "main";
   VAL a[2] = {static_cast<uint32_t>(args.size()), argv};
   for (uint32_t i = 0; i < np; ++i) {
     cs.arg_vk.push_back(i == 0 ? VK_I32S : VK_PTR);

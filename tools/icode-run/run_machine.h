@@ -43,7 +43,6 @@ enum XN_FLAGS : uint8_t {
   XF_NOSTAT = 1,  // initialisers and assertions: not counted
   XF_CALL = 2,
   XF_POST = 4,    // postfix increment: yields the old value
-  XF_CHECK = 8,   // the address comes from a pointer and is checked
 };
 
 struct XN {
@@ -149,9 +148,7 @@ struct CALLSITE {
   std::vector<XN*> args;
   std::vector<VK> arg_vk;  // VK_AGG for a structure argument (its address); one per argument
   std::vector<uint32_t> arg_units;
-  uint32_t nvar = 0;       // trailing variable arguments
   int32_t ret_var = -1;    // caller's temporary for a structure result
-  const char* name = nullptr;
 };
 
 struct FRAME {
@@ -239,7 +236,6 @@ class RUN_MACHINE {
   FRAME* frame = nullptr;
   uint32_t sp = ADDRESS_UNITS;  // lowest unit of the stack
   uint32_t next_static = 0;     // next free unit for static objects
-  uint32_t heap_base = 0;
   uint32_t heap_top = 0;
   std::map<uint32_t, HEAP_BLOCK> heap;
 

@@ -597,7 +597,6 @@ VAL x_copy(XN* n, FRAME* f);
 VAL x_fail(XN* n, FRAME* f);
 VAL x_va_start(XN* n, FRAME* f);
 VAL x_call(XN* n, FRAME* f);
-VAL x_builtin_call(XN* n, FRAME* f);
 
 // ---- Selection of node functions by operator and kinds (run_select.cpp).
 struct OPSEL {
