@@ -49,15 +49,15 @@ class FORMAT_ARGS {
 };
 
 template <class T>
-void append_formatted(std::string& out, const std::string& spec, T value) {
+void append_formatted(std::string& out, const std::string& form, T value) {
   char small[128];
-  int n = snprintf(small, sizeof small, spec.c_str(), value);
+  int n = snprintf(small, sizeof small, form.c_str(), value);
   if (n < static_cast<int>(sizeof small)) {
     out.append(small, static_cast<size_t>(n));
     return;
   }
   std::string big(static_cast<size_t>(n) + 1, '\0');
-  snprintf(&big[0], big.size(), spec.c_str(), value);
+  snprintf(&big[0], big.size(), form.c_str(), value);
   out.append(big.data(), static_cast<size_t>(n));
 }
 
@@ -108,15 +108,15 @@ std::string format(const char* who, const std::string& f, FORMAT_ARGS& args) {
     while (i < f.size() && strchr("hlLjzt", f[i]) && f[i]) narrow = f[i++] == 'h';
     if (i >= f.size()) run_fail("%s: the format ends inside a conversion", who);
     char conv = f[i];
-    std::string spec = "%" + flags;
-    if (width >= 0) spec += std::to_string(width);
-    if (prec >= 0) spec += "." + std::to_string(prec);
+    std::string form = "%" + flags;
+    if (width >= 0) form += std::to_string(width);
+    if (prec >= 0) form += "." + std::to_string(prec);
     switch (conv) {
       case 'd':
       case 'i': {
         int32_t v = static_cast<int32_t>(args.next_int(conv));
         if (narrow) v = static_cast<int16_t>(v);
-        append_formatted(out, spec + "lld", static_cast<long long>(v));
+        append_formatted(out, form + "lld", static_cast<long long>(v));
         break;
       }
       case 'u':
@@ -125,10 +125,10 @@ std::string format(const char* who, const std::string& f, FORMAT_ARGS& args) {
       case 'X': {
         uint32_t v = args.next_int(conv);
         if (narrow) v &= 0xffffu;
-        append_formatted(out, spec + "ll" + conv, static_cast<unsigned long long>(v));
+        append_formatted(out, form + "ll" + conv, static_cast<unsigned long long>(v));
         break;
       }
-      case 'c': append_formatted(out, spec + "c", static_cast<int>(args.next_int(conv) & 0xffu)); break;
+      case 'c': append_formatted(out, form + "c", static_cast<int>(args.next_int(conv) & 0xffu)); break;
       case 's': {
         VAL p = args.next_ptr(conv);
         std::string s;
@@ -143,15 +143,15 @@ std::string format(const char* who, const std::string& f, FORMAT_ARGS& args) {
         } else {
           s = read_cstring(p, who);
         }
-        append_formatted(out, spec + "s", s.c_str());
+        append_formatted(out, form + "s", s.c_str());
         break;
       }
       case 'p': {
         char buf[16];
         snprintf(buf, sizeof buf, "0x%04x", p_addr(args.next_ptr(conv)));
-        std::string pspec = "%" + flags;
-        if (width >= 0) pspec += std::to_string(width);
-        append_formatted(out, pspec + "s", buf);
+        std::string pform = "%" + flags;
+        if (width >= 0) pform += std::to_string(width);
+        append_formatted(out, pform + "s", buf);
         break;
       }
       case 'f':
@@ -161,7 +161,7 @@ std::string format(const char* who, const std::string& f, FORMAT_ARGS& args) {
       case 'g':
       case 'G':
       case 'a':
-      case 'A': append_formatted(out, spec + conv, static_cast<double>(args.next_float(conv))); break;
+      case 'A': append_formatted(out, form + conv, static_cast<double>(args.next_float(conv))); break;
       case '%': out.push_back('%'); break;
       default: run_fail("%s: the conversion %%%c is not supported", who, conv);
     }
