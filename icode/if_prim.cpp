@@ -241,22 +241,23 @@ bool I_FILE::i_load_body(uint32_t length) {
     body_len_ = length;
     return true;
   }
-  // Across the end of the buffer: gather it in a store of its own.
-  if (length > body_store_size_) {
-    uint32_t size = body_store_size_ ? body_store_size_ : 256;
-    while (size < length) size = size > 0x7fffffffu ? length : size * 2;
-    uint8_t* grown = static_cast<uint8_t*>(realloc(body_store_, size));
-    if (!grown) if_fail(">> out of memory");
-    body_store_ = grown;
-    body_store_size_ = size;
-  }
+  // Across the end of the buffer: gather it in a store of its own, grown as
+  // the bytes arrive, so that a length from a stream of unknown size costs
+  // no more memory than the stream holds.
   body_ = body_store_;
-  body_len_ = 0;
   uint32_t got = 0;
   while (got < length) {
     if (in_pos_ == in_len_ && !i_fill()) return false;
     uint32_t n = in_len_ - in_pos_;
     if (n > length - got) n = length - got;
+    if (got + n > body_store_size_) {
+      uint32_t size = body_store_size_ ? body_store_size_ : 256;
+      while (size < got + n) size = size > 0x7fffffffu ? got + n : size * 2;
+      uint8_t* grown = static_cast<uint8_t*>(realloc(body_store_, size));
+      if (!grown) if_fail(">> out of memory");
+      body_store_ = body_ = grown;
+      body_store_size_ = size;
+    }
     memcpy(body_store_ + got, in_buf_ + in_pos_, n);
     in_pos_ += n;
     pos_ += n;

@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "icode/if_client.h"
 #include "icode/if_file.h"
@@ -227,40 +228,44 @@ void I_FILE::if_read_ldspec() {
 }
 
 // An exception table: the header, then per entry a record 91 and what its
-// kind carries.
+// kind carries. The entries are gathered before they get their pool block,
+// so that a count the file does not back costs nothing.
 void I_FILE::if_read_eht() {
   uint32_t count = i_read_uint();
   // Every entry takes at least a record 91 of six bytes.
   if (count > (image_end_ - pos_) / 6) if_bad_record();
-  EHT_ENTRY* entries = static_cast<EHT_ENTRY*>(if_alloc((count ? count : 1) * sizeof(EHT_ENTRY)));
+  std::vector<EHT_ENTRY> read;
   for (uint32_t i = 0; i < count; i++) {
-    EHT_ENTRY* e = new (&entries[i]) EHT_ENTRY;
+    EHT_ENTRY e;
     int id;
     uint32_t length;
     i_read_header(id, length);
     if (id != IREC_EHT_ENTRY) if_fail(IF_MSG_INVALID_EHT);
-    e->id = i_read_uint();
-    e->kind = i_read_uint();
-    e->a = i_read_uint();
-    e->b = i_read_uint();
-    if (e->kind == EHT_KIND_EXPR) {
+    e.id = i_read_uint();
+    e.kind = i_read_uint();
+    e.a = i_read_uint();
+    e.b = i_read_uint();
+    if (e.kind == EHT_KIND_EXPR) {
       i_read_header(id, length);
       if (id != IREC_EXPR) if_fail(IF_MSG_INVALID_EHT);
-      e->tree = if_read_tree();
-    } else if (e->kind == EHT_KIND_CATCH) {
+      e.tree = if_read_tree();
+    } else if (e.kind == EHT_KIND_CATCH) {
       i_read_header(id, length);
       if (id != IREC_EHT_CATCH) if_fail(IF_MSG_INVALID_EHT);
       // A clause takes at least a string, a uint and a bool.
-      uint32_t n = if_check_count(e->b, 3);
-      e->catches = static_cast<I_CATCH_ENTRY*>(if_alloc((n ? n : 1) * sizeof(I_CATCH_ENTRY)));
+      uint32_t n = if_check_count(e.b, 3);
+      e.catches = static_cast<I_CATCH_ENTRY*>(if_alloc((n ? n : 1) * sizeof(I_CATCH_ENTRY)));
       for (uint32_t j = 0; j < n; j++) {
-        I_CATCH_ENTRY* c = new (&e->catches[j]) I_CATCH_ENTRY;
+        I_CATCH_ENTRY* c = new (&e.catches[j]) I_CATCH_ENTRY;
         c->type_name = if_strdup(i_read_string(0));
         c->number = i_read_uint();
         c->flag = i_read_bool();
       }
     }
+    read.push_back(e);
   }
+  EHT_ENTRY* entries = static_cast<EHT_ENTRY*>(if_alloc((count ? count : 1) * sizeof(EHT_ENTRY)));
+  for (uint32_t i = 0; i < count; i++) new (&entries[i]) EHT_ENTRY(read[i]);
   client->cl_func_eht(entries, count);
 }
 

@@ -1,5 +1,9 @@
 // Bad input: every failure ends with the file layer's message and status 1,
 // or with a refused open, never with a crash or a hang.
+#include <sys/wait.h>
+
+#include <random>
+
 #include "test_icode_fixture.h"
 
 namespace icode_test {
@@ -201,6 +205,32 @@ TEST_F(IcodeFailDeathTest, ReferencesAndCountsThatCannotBe) {
   opts = magic(-73, at, 0, 0, 0, 0);
   opts.eof().rec(111, ENC().uint(0).uint(0x10000000).str("-o")).eof();
   EXPECT_READ_DIES(opts.b, kBadRecord);
+}
+
+// Damaged copies of good files: whatever the damage, reading ends normally
+// or with status 1, and in bounded time.
+TEST_F(IcodeFailDeathTest, DamagedFilesEndCleanly) {
+  const BYTES seeds[] = {small_file(-73).bytes, small_file(-82).bytes, rich_file()};
+  std::mt19937 rng(20261122);
+  auto ends_cleanly = [](int status) { return WIFEXITED(status) && WEXITSTATUS(status) <= 1; };
+  for (int i = 0; i < 150; i++) {
+    BYTES b = seeds[i % 3];
+    size_t header = 40;
+    for (int k = 1 + static_cast<int>(rng() % 3); k > 0; k--) {
+      size_t at = header + rng() % (b.size() - header);
+      b[at] = rng() % 2 ? static_cast<uint8_t>(rng()) : static_cast<uint8_t>(b[at] ^ (1u << (rng() % 8)));
+    }
+    SCOPED_TRACE(i);
+    EXPECT_EXIT(
+        {
+          alarm(10);
+          ICODE_STDOUT_TO_STDERR();
+          LOG_CLIENT client;
+          read_file(b, &client);
+          exit(0);
+        },
+        ends_cleanly, "");
+  }
 }
 
 TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {

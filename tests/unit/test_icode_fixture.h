@@ -3,7 +3,8 @@
 // comments and every other record of a function, an exception table, a
 // low-level function, initialisers, option sets, types (a structure with
 // data members, a function type with parameters, an enum...), file names
-// and globals with pragmas.
+// and globals with pragmas. And a file whose types name every type code and
+// every list of a class.
 #pragma once
 #include "test_icode_util.h"
 
@@ -212,6 +213,134 @@ inline SMALL_FILE small_file(int v) {
   file.bytes(fn.b).bytes(inits.b).bytes(opts.b).bytes(types.b).bytes(files.b).bytes(globals.b);
   out.bytes = file.b;
   return out;
+}
+
+// A types section that names every type code and every list of a class.
+inline BYTES rich_file() {
+  ENC types;
+  auto type = [&](uint32_t id, int code, const ENC& body) {
+    ENC r;
+    r.uint(id).u8(code).bytes(body.b);
+    types.rec(116, r);
+  };
+  auto frame = [&](uint32_t id, int code, int kind) { type(id, code, ENC().u8(kind)); };
+  struct {
+    int code, sign, size, is_bool;
+  } ints[] = {{0, 0, 32, 1}, {1, 0, 16, 0}, {2, 0, 16, 0}, {3, 0, 16, 0},  {4, 1, 16, 0},  {5, 0, 16, 0},
+              {6, 1, 32, 0}, {7, 0, 32, 0}, {8, 1, 32, 0}, {9, 0, 32, 0}, {50, 1, 32, 0}, {51, 0, 32, 0}};
+  uint32_t id = 1;
+  for (auto& i : ints) type(id++, i.code, ENC().u8(i.sign).uint(i.size).uint(i.size).u8(i.is_bool).u8(i.code == 9));
+  type(13, 10, ENC().uint(32).uint(32));
+  type(14, 11, ENC().uint(32).uint(32));
+  type(15, 12, ENC().uint(32).uint(32));
+  type(16, 13, ENC().u8(15).u8(1).uint(5).uint(16).uint(16));
+  type(17, 36, ENC().uint(64).uint(32).uint(13));
+  type(18, 49, ENC());
+  type(19, 16, ENC().uint(7).uint(16).uint(16));
+  type(20, 17, ENC().uint(7).uint(2).uint(32).uint(32));
+  type(21, 14, ENC().str("word").uint(8).uint(32).uint(32).u8(1).u8(1).psn(1, 3, 1));
+  type(22, 22, ENC().str("color").uint(32).uint(32).uint(8).u8(0).psn(1, 4, 1));
+  frame(22, 254, 1);
+  type(22, 23, ENC().str("RED").uint(0).psn(1, 4, 9));
+  type(22, 23, ENC().str("BLUE").uint(0x80000000u).psn(0));
+  frame(22, 255, 1);
+  type(24, 24, ENC().u8(2).str("B").u8(1).u8(0).uint(0).uint(16).u8(0).u8(0).u8(1).psn(0));
+  // class K: the long form with all nine lists.
+  type(23, 25, ENC().u8(2).str("K").u8(1).u8(1).uint(256).uint(32).uint(6).u8(1).u8(1).u8(1).u8(1).u8(1).u8(1).u8(1)
+                   .u8(1).u8(1).u8(1).u8(1).psn(1, 6, 1));
+  type(26, 15, ENC().uint(23).uint(16).uint(16));
+  type(25, 20, ENC().uint(7).u8(1).u8(0).u8(2).u8(1));
+  frame(25, 254, 0);
+  type(25, 21, ENC().uint(26).u8(0).uint(0).str("self"));
+  frame(25, 255, 0);
+  type(27, 19, ENC().uint(7).uint(23).uint(32).uint(32));
+  type(28, 18, ENC().uint(22).uint(3).uint(96).uint(32).u8(0).u8(1).u8(0));
+  type(29, 18, ENC().uint(13).uint(4).uint(128).uint(32).u8(0).u8(1).u8(1));
+  type(30, 24, ENC().u8(0).str("node").u8(1).u8(0).uint(48).uint(16).u8(1).u8(0).u8(0).psn(0));
+  type(31, 15, ENC().uint(30).uint(16).uint(16));
+  frame(30, 254, 7);
+  type(30, 28, ENC().uint(1).str("next").uint(31).u8(0).sint(0).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  type(30, 28, ENC().uint(2).str("val").uint(7).u8(0).sint(16).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  frame(30, 255, 7);
+  type(32, 24, ENC().u8(1).str("U").u8(1).u8(0).uint(32).uint(32).u8(1).u8(0).u8(0).psn(0));
+  frame(32, 254, 7);
+  type(32, 28, ENC().uint(1).str("a").uint(7).u8(0).sint(0).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  type(32, 28, ENC().uint(2).str("f").uint(13).u8(0).sint(0).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  frame(32, 255, 7);
+  type(33, 15, ENC().uint(18).uint(16).uint(16));
+  // The lists of K.
+  frame(23, 254, 2);
+  type(23, 29, ENC().uint(24).sint(-16).u8(1).u8(1));
+  frame(23, 255, 2);
+  frame(23, 254, 3);
+  type(23, 30, ENC().uint(0).u8(2));
+  frame(23, 255, 3);
+  frame(23, 254, 4);
+  type(23, 31, ENC().str("frob").uint(25));
+  frame(23, 255, 4);
+  frame(23, 254, 5);
+  type(23, 32, ENC().uint(24));
+  frame(23, 255, 5);
+  frame(23, 254, 6);
+  type(23, 33, ENC().uint(22));
+  frame(23, 255, 6);
+  frame(23, 254, 7);
+  uint32_t member_types[] = {1, 3, 4, 6, 9, 10, 11, 12, 14, 15, 16, 17, 19, 20, 21, 27, 28, 29, 30, 32, 33};
+  uint32_t mid = 1;
+  for (uint32_t t : member_types) {
+    std::string n = "m" + std::to_string(mid);
+    type(23, 28, ENC().uint(mid).str(n).uint(t).u8(mid % 3).sint(static_cast<int32_t>(16 * mid)).u8(mid == 2 ? 7 : 0)
+                     .uint(mid == 2 ? 3 : 0).u8(mid == 2).u8(mid == 3).u8(mid == 4).psn(mid == 5 ? 1 : 0, 7, 2));
+    mid++;
+  }
+  frame(23, 255, 7);
+  frame(23, 254, 8);
+  type(23, 34, ENC().str("count").uint(7).u8(1));
+  frame(23, 255, 8);
+  frame(23, 254, 9);
+  type(23, 35, ENC().str("get").uint(25).u8(3).sint(-4).u8(1).u8(0).u8(1).u8(0));
+  frame(23, 255, 9);
+  frame(23, 254, 0);
+  type(23, 21, ENC().uint(7).u8(0).uint(2).str("T"));
+  frame(23, 255, 0);
+  types.eof();
+
+  ENC fn;
+  fn.rec(1, ENC().psn(1, 9, 1).uint(1));
+  fn.rec(5, psn(0));
+  fn.bytes(sym_rec("p", 16, 0, 1, 0, 26, 0, 16, 0, 0, 0, psn(0)).b);
+  fn.rec(6, psn(0));
+  stmt(fn, psn(1, 10, 2), T(ASG, 7, {T(STREF, 7, {name_node(2, 0, 26), T(FIELD, 7, ENC().u8(1).uint(9).uint(23))}),
+                                     T(LCON, 11, ENC().str("-2147483648"))}));
+  stmt(fn, psn(0), T(ASG, 8, {name_node(0, 0, 8), T(ICON, 8, ENC().uint(0xffffffffu))}));
+  stmt(fn, psn(0), T(SWITCH, 0, ENC().uint(1), {name_node(0, 0, 8), T(COMMA, 0, {T(CASE, 0, {T(ICON, 8, ENC().uint(1)),
+                                                  label_node(3)}), T(DEFAULT, 0, {label_node(4)})})}));
+  fn.rec(42, ENC().uint(3));
+  stmt(fn, psn(0), T(EPVAL, 7, ENC().uint(12), {T(ICALL, 7, ENC().str("__abs"), {name_node(0, 0, 8)})}));
+  stmt(fn, psn(0), T(UMCALL, 7, ENC().str("__nop")));
+  stmt(fn, psn(0), T(DDNODE, 0, ENC().uint(3).uint(0).u8(0), {T(NOP, 0)}));
+  fn.rec(42, ENC().uint(4));
+  stmt(fn, psn(0), T(URETURN, 0, {name_node(0, 1, 25)}));
+  fn.rec(2, psn(0));
+  fn.eof();
+
+  ENC files;
+  files.rec(126, ENC().str("r.cc")).eof();
+  uint32_t header = static_cast<uint32_t>(magic(-73, 0, 0, 0, 0, 0, "r.cc").size());
+  uint32_t types_at = header + static_cast<uint32_t>(fn.size());
+  uint32_t files_at = types_at + static_cast<uint32_t>(types.size());
+  uint32_t globals_at = files_at + static_cast<uint32_t>(files.size());
+  ENC globals;
+  globals.bytes(sym_rec("k", 256, 0, 3, 0, 23, 0, 32, 0, 0, 0, psn(1, 8, 1)).b);
+  globals.bytes(sym_rec("main", 0, 0, 2, 0, 25, 0, 16, 2, header, 0, psn(1, 9, 1)).b);
+  globals.rec(94, ENC().uint(49).uint(2).str("C++").str("x"));
+  globals.rec(94, ENC().uint(88).uint(0));
+  globals.bytes(sym_rec("n", 48, 0, 2, 0, 30, 0, 16, 0, 0, 0, psn(0)).b);
+  globals.bytes(sym_rec("u", 32, 0, 2, 0, 32, 0, 32, 0, 0, 0, psn(0)).b);
+  globals.eof();
+  ENC file = magic(-73, 0, 0, types_at, files_at, globals_at, "r.cc");
+  file.bytes(fn.b).bytes(types.b).bytes(files.b).bytes(globals.b);
+  return file.b;
 }
 
 }  // namespace icode_test
