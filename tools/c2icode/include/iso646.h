@@ -1,0 +1,15 @@
+/* iso646.h */
+#ifndef _RILL_ISO646_H
+#define _RILL_ISO646_H
+#define and &&
+#define and_eq &=
+#define bitand &
+#define bitor |
+#define compl ~
+#define not !
+#define not_eq !=
+#define or ||
+#define or_eq |=
+#define xor ^
+#define xor_eq ^=
+#endif

@@ -1,0 +1,10 @@
+/* stdbool.h for Rill. */
+#ifndef _RILL_STDBOOL_H
+#define _RILL_STDBOOL_H
+
+#define bool _Bool
+#define true 1
+#define false 0
+#define __bool_true_false_are_defined 1
+
+#endif
