@@ -1,0 +1,196 @@
+// The state of one translation from Clang's AST to icode: the unit (types,
+// layouts, global symbols, the output file) and the function being
+// translated (its symbols, labels and statement records).
+#pragma once
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Decl.h>
+#include <clang/AST/Expr.h>
+#include <clang/AST/Stmt.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "icode/if_file.h"
+#include "ir/int65.h"
+#include "ir/opt_expr.h"
+#include "ir/symbol.h"
+#include "ir/type_pkg.h"
+#include "ir/types.h"
+
+namespace c2i {
+
+constexpr uint32_t kUnitBits = 16;  // the addressable unit
+
+// Where a member of a structure or union lies, in bits from its start.
+struct FIELD_PLACE {
+  uint32_t offset = 0;
+  uint32_t width = 0;  // bit-fields only
+  bool bitfield = false;
+  TYPE* type = nullptr;
+  fkMDATA* member = nullptr;
+};
+
+struct RECORD_LAYOUT {
+  TYPE* type = nullptr;
+  uint32_t size = 0;   // bits
+  uint32_t align = kUnitBits;
+  bool complete = false;
+  std::map<const clang::FieldDecl*, FIELD_PLACE> fields;
+};
+
+// One record of a function body, kept until the function's symbols are known.
+struct BODY_ITEM {
+  enum KIND { EXPR, LABEL, BEGIN_BLOCK, END_BLOCK } kind = EXPR;
+  NODE* tree = nullptr;
+  PSN* psn = nullptr;
+  uint32_t label = 0;
+};
+
+struct SWITCH_STATE {
+  TYPE* type = nullptr;
+  std::vector<std::pair<int64_t, uint32_t>> cases;
+  uint32_t default_label = 0;
+};
+
+struct FUNC {
+  const clang::FunctionDecl* decl = nullptr;
+  SYMTAB* sym = nullptr;
+  TYPE* result = nullptr;
+  std::vector<SYMTAB*> params;  // level 1, class 9
+  std::vector<SYMTAB*> locals;  // level 2: user locals and temporaries
+  std::map<const clang::VarDecl*, SYMTAB*> vars;
+  std::vector<BODY_ITEM> items;
+  std::map<const clang::LabelDecl*, uint32_t> labels;
+  std::vector<uint32_t> breaks, continues;
+  std::vector<SWITCH_STATE*> switches;
+  uint32_t next_label = 1;
+  int temp_count = 0;
+};
+
+struct UNIT {
+  clang::ASTContext& ctx;
+  clang::SourceManager& sm;
+  I_FILE* out = nullptr;
+  FUNC* fn = nullptr;  // the function being translated, or null
+
+  std::map<const clang::Type*, TYPE*> type_cache;  // canonical unqualified types
+  std::map<const clang::RecordDecl*, RECORD_LAYOUT> layouts;
+  std::map<const clang::EnumDecl*, TYPE*> enum_types;
+  std::map<const clang::EnumConstantDecl*, int64_t> enum_values;
+  std::map<const clang::Decl*, SYMTAB*> globals;  // by canonical declaration
+  std::map<std::string, SYMTAB*> functions;       // external functions by name
+  std::map<const clang::OpaqueValueExpr*, SYMTAB*> opaque;  // bound by "a ?: b"
+  std::map<const clang::Expr*, SYMTAB*> literal_objects;  // wide strings, compound literals
+  std::vector<SYMTAB*> initialised;  // globals whose initialiser is written at the end
+  std::map<SYMTAB*, const clang::Expr*> init_exprs;
+  std::map<SYMTAB*, const clang::VarDecl*> init_decls;
+  std::set<std::string> global_names;
+
+  UNIT(clang::ASTContext& c, clang::SourceManager& s) : ctx(c), sm(s) {}
+};
+
+// ---- Refusals (c2i_refuse.cpp): "c2icode: unsupported: WHAT at FILE:LINE:COL".
+struct REFUSAL {
+  std::string message;
+};
+[[noreturn]] void refuse(const UNIT& u, const std::string& what, clang::SourceLocation loc);
+
+// ---- Source positions (c2i_symbols.cpp).
+PSN* make_psn(UNIT& u, clang::SourceLocation loc);
+
+// ---- Types and layout (rill_types.cpp, rill_layout.cpp).
+TYPE* rill_type(UNIT& u, clang::QualType t, clang::SourceLocation where);
+TYPE* rill_unqualified(UNIT& u, clang::QualType t, clang::SourceLocation where);
+uint32_t size_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
+uint32_t align_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
+const RECORD_LAYOUT& record_layout(UNIT& u, const clang::RecordDecl* rd);
+const FIELD_PLACE& field_place(UNIT& u, const clang::FieldDecl* fd);
+TYPE* int_type(int basic);  // tp->basic[...]
+TYPE* size_type();
+TYPE* ptrdiff_type();
+bool is_unsigned_type(TYPE* t);
+TYPE* strip_quals(TYPE* t);
+
+// ---- Constant expressions in Rill's terms (const_eval.cpp).
+struct CVALUE {
+  enum KIND { NONE, INT, FLOAT, ADDR } kind = NONE;
+  int64_t i = 0;         // INT: the value, already truncated to `type`
+  double f = 0;          // FLOAT: a binary32 value held exactly
+  TYPE* type = nullptr;  // INT and FLOAT
+  // ADDR: an object or function plus an offset in units; a null base is the
+  // null pointer plus the offset.
+  const clang::ValueDecl* decl = nullptr;
+  const clang::Expr* literal = nullptr;  // string or compound literal
+  int64_t offset = 0;
+};
+bool eval_const(UNIT& u, const clang::Expr* e, CVALUE& out);
+// An integer constant expression, or a refusal naming `what`.
+int64_t eval_int(UNIT& u, const clang::Expr* e, const char* what);
+int64_t enum_value(UNIT& u, const clang::EnumConstantDecl* ec);
+int64_t truncate_int(int64_t v, TYPE* t);
+float to_binary32(const llvm::APFloat& v);
+
+// ---- Symbols (c2i_symbols.cpp).
+SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d);
+SYMTAB* new_symbol(const std::string& name, TYPE* type, int sclass, PSN* psn);
+// An external function known by name only (the library behind a builtin).
+SYMTAB* library_function(UNIT& u, const std::string& name, TYPE* type, PSN* psn);
+SYMTAB* local_symbol(UNIT& u, const clang::VarDecl* d);
+SYMTAB* temp_symbol(UNIT& u, TYPE* type);
+SYMTAB* literal_object(UNIT& u, const clang::Expr* e, TYPE* type, const char* stem);
+std::string unique_global_name(UNIT& u, const std::string& wanted);
+
+// ---- Trees (c2i_nodes.cpp): small constructors with Rill's types.
+NODE* tree(int op, NODE* l, NODE* r, TYPE* type);
+NODE* icon(int64_t v, TYPE* type);
+NODE* fcon(float v, TYPE* type);
+NODE* name_node(SYMTAB* s);
+NODE* scon_node(const std::string& bytes, TYPE* array_type);
+NODE* label_node(uint32_t label);
+NODE* addr_of(NODE* lvalue, TYPE* ptr_type);
+NODE* convert(NODE* n, TYPE* to);  // SCONV or PCONV when the types differ
+NODE* null_pointer(TYPE* ptr_type);
+NODE* zero_of(TYPE* t);
+NODE* comma_list(const std::vector<NODE*>& args);  // left-nested COMMA
+bool is_lvalue_node(const NODE* n);
+
+// ---- Expressions (c2i_expr.cpp, c2i_calls.cpp).
+NODE* translate_expr(UNIT& u, const clang::Expr* e);
+// The condition `e` as an int 0/1-valued tree for a branch; `negate` gives
+// the tree that is non-zero when `e` is false.
+NODE* condition(UNIT& u, const clang::Expr* e, bool negate);
+// A structure value as an lvalue tree (a temporary when it is not one).
+NODE* struct_lvalue(UNIT& u, const clang::Expr* e);
+NODE* materialize(UNIT& u, NODE* value, TYPE* type);
+NODE* translate_call(UNIT& u, const clang::CallExpr* call);
+NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool& handled);
+NODE* translate_va_arg(UNIT& u, const clang::VAArgExpr* e);
+uint32_t elem_units(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
+
+// ---- Statements and functions (c2i_stmt.cpp, c2i_func.cpp).
+void emit(UNIT& u, NODE* tree, clang::SourceLocation loc);
+void emit_label(UNIT& u, uint32_t label);
+uint32_t new_label(UNIT& u);
+void translate_stmt(UNIT& u, const clang::Stmt* s);
+void translate_function(UNIT& u, const clang::FunctionDecl* fd);
+
+// ---- Initialisers (c2i_init.cpp, c2i_local_init.cpp).
+// The trees of a static object's initialiser, in address order, ending in
+// ENDINIT; none when the object is all zero.
+std::vector<NODE*> global_init_trees(UNIT& u, clang::QualType type, const clang::Expr* init,
+                                     clang::SourceLocation loc);
+// Statements that give the object `target` (a NAME) its initial value.
+void init_lvalue(UNIT& u, NODE* target, clang::QualType type, const clang::Expr* init,
+                 clang::SourceLocation loc);
+
+// ---- The unit (c2i_unit.cpp).
+// Settles every size-dependent array bound and bit-field width of the
+// program; false when Clang must parse again with `remaps` applied.
+bool settle_constants(UNIT& u, std::map<std::string, std::string>& remaps);
+void translate_unit(UNIT& u);
+
+}  // namespace c2i
