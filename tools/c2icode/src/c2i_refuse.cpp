@@ -5,15 +5,26 @@
 
 namespace c2i {
 
-void refuse(const UNIT& u, const std::string& what, clang::SourceLocation loc) {
-  std::string where = "<unknown>";
+namespace {
+
+std::string place(const UNIT& u, clang::SourceLocation loc) {
   if (loc.isValid()) {
     clang::PresumedLoc p = u.sm.getPresumedLoc(u.sm.getExpansionLoc(loc));
     if (p.isValid())
-      where = std::string(p.getFilename()) + ":" + std::to_string(p.getLine()) + ":" +
-              std::to_string(p.getColumn());
+      return std::string(p.getFilename()) + ":" + std::to_string(p.getLine()) + ":" +
+             std::to_string(p.getColumn());
   }
-  throw REFUSAL{"c2icode: unsupported: " + what + " at " + where};
+  return "<unknown>";
+}
+
+}  // namespace
+
+void refuse(const UNIT& u, const std::string& what, clang::SourceLocation loc) {
+  throw REFUSAL{"c2icode: unsupported: " + what + " at " + place(u, loc)};
+}
+
+void program_error(const UNIT& u, const std::string& what, clang::SourceLocation loc) {
+  throw REFUSAL{place(u, loc) + ": error: " + what};
 }
 
 }  // namespace c2i

@@ -27,7 +27,7 @@ bool constant_truth(UNIT& u, const clang::Expr* e, bool& value) {
 
 void check_static_assert(UNIT& u, const clang::StaticAssertDecl* sa) {
   if (eval_int(u, sa->getAssertExpr(), "static assertion") == 0)
-    refuse(u, "static assertion that fails on Rill", sa->getLocation());
+    program_error(u, "static assertion failed on Rill", sa->getLocation());
 }
 
 void declaration(UNIT& u, const clang::DeclStmt* ds) {
@@ -172,7 +172,7 @@ void case_stmt(UNIT& u, const clang::CaseStmt* s) {
   uint32_t label = new_label(u);
   for (int64_t v = lo; v <= hi; ++v) {
     for (const auto& c : st.cases)
-      if (c.first == v) refuse(u, "duplicate case value " + std::to_string(v) + " on Rill", s->getBeginLoc());
+      if (c.first == v) program_error(u, "duplicate case value " + std::to_string(v) + " on Rill", s->getBeginLoc());
     st.cases.emplace_back(v, label);
   }
   emit_label(u, label);

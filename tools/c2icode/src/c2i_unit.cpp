@@ -54,7 +54,7 @@ void translate_unit(UNIT& u) {
         global_symbol(u, vd);
     } else if (const auto* sa = llvm::dyn_cast<clang::StaticAssertDecl>(d)) {
       if (eval_int(u, sa->getAssertExpr(), "static assertion") == 0)
-        refuse(u, "static assertion that fails on Rill", sa->getLocation());
+        program_error(u, "static assertion failed on Rill", sa->getLocation());
     }
   }
   write_initialisers(u);

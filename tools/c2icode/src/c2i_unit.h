@@ -98,6 +98,8 @@ struct REFUSAL {
   std::string message;
 };
 [[noreturn]] void refuse(const UNIT& u, const std::string& what, clang::SourceLocation loc);
+// An error of the program that only Rill's sizes reveal: "FILE:LINE:COL: error: WHAT".
+[[noreturn]] void program_error(const UNIT& u, const std::string& what, clang::SourceLocation loc);
 
 // ---- Source positions (c2i_symbols.cpp).
 PSN* make_psn(UNIT& u, clang::SourceLocation loc);

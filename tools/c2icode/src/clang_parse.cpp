@@ -4,6 +4,7 @@
 #include <clang/AST/ASTContext.h>
 #include <clang/Basic/Diagnostic.h>
 #include <clang/Basic/DiagnosticOptions.h>
+#include <clang/Basic/DiagnosticSema.h>
 #include <clang/Basic/TargetInfo.h>
 #include <clang/Frontend/CompilerInstance.h>
 #include <clang/Frontend/CompilerInvocation.h>
@@ -21,13 +22,38 @@ namespace c2i {
 
 namespace {
 
+// Clang's diagnostics, less its verdict on static assertions: Clang
+// measures sizes in its own bytes, so the translator judges them again on
+// Rill's. Errors are counted here for the same reason.
+class RILL_DIAGNOSTICS : public clang::DiagnosticConsumer {
+ public:
+  RILL_DIAGNOSTICS(llvm::raw_ostream& os, clang::DiagnosticOptions* opts) : printer_(os, opts) {}
+  void BeginSourceFile(const clang::LangOptions& lo, const clang::Preprocessor* pp) override {
+    printer_.BeginSourceFile(lo, pp);
+  }
+  void EndSourceFile() override { printer_.EndSourceFile(); }
+  void finish() override { printer_.finish(); }
+  void HandleDiagnostic(clang::DiagnosticsEngine::Level level, const clang::Diagnostic& info) override {
+    unsigned id = info.getID();
+    if (id == clang::diag::err_static_assert_failed || id == clang::diag::err_static_assert_requirement_failed)
+      return;
+    clang::DiagnosticConsumer::HandleDiagnostic(level, info);
+    if (level >= clang::DiagnosticsEngine::Error) ++errors;
+    printer_.HandleDiagnostic(level, info);
+  }
+  unsigned errors = 0;
+
+ private:
+  clang::TextDiagnosticPrinter printer_;
+};
+
 class HANDOFF_CONSUMER : public clang::ASTConsumer {
  public:
   HANDOFF_CONSUMER(clang::CompilerInstance& ci, const AST_HANDLER& handler, AST_VERDICT& verdict,
-                   FILE_REMAPS& remaps)
-      : ci_(ci), handler_(handler), verdict_(verdict), remaps_(remaps) {}
+                   FILE_REMAPS& remaps, RILL_DIAGNOSTICS& diags)
+      : ci_(ci), handler_(handler), verdict_(verdict), remaps_(remaps), diags_(diags) {}
   void HandleTranslationUnit(clang::ASTContext& ctx) override {
-    if (ci_.getDiagnostics().hasErrorOccurred()) {
+    if (diags_.errors) {
       verdict_ = AST_VERDICT::FAILED;
       return;
     }
@@ -39,21 +65,24 @@ class HANDOFF_CONSUMER : public clang::ASTConsumer {
   const AST_HANDLER& handler_;
   AST_VERDICT& verdict_;
   FILE_REMAPS& remaps_;
+  RILL_DIAGNOSTICS& diags_;
 };
 
 class HANDOFF_ACTION : public clang::ASTFrontendAction {
  public:
-  HANDOFF_ACTION(const AST_HANDLER& handler, AST_VERDICT& verdict, FILE_REMAPS& remaps)
-      : handler_(handler), verdict_(verdict), remaps_(remaps) {}
+  HANDOFF_ACTION(const AST_HANDLER& handler, AST_VERDICT& verdict, FILE_REMAPS& remaps,
+                 RILL_DIAGNOSTICS& diags)
+      : handler_(handler), verdict_(verdict), remaps_(remaps), diags_(diags) {}
   std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance& ci,
                                                         llvm::StringRef) override {
-    return std::make_unique<HANDOFF_CONSUMER>(ci, handler_, verdict_, remaps_);
+    return std::make_unique<HANDOFF_CONSUMER>(ci, handler_, verdict_, remaps_, diags_);
   }
 
  private:
   const AST_HANDLER& handler_;
   AST_VERDICT& verdict_;
   FILE_REMAPS& remaps_;
+  RILL_DIAGNOSTICS& diags_;
 };
 
 std::vector<std::string> cc1_arguments(const C2I_OPTIONS& o) {
@@ -80,7 +109,7 @@ bool parse_once(const C2I_OPTIONS& o, const AST_HANDLER& handler, const FILE_REM
   llvm::raw_string_ostream diag_stream(diag_text);
   auto diag_opts = llvm::makeIntrusiveRefCnt<clang::DiagnosticOptions>();
   diag_opts->ShowColors = false;
-  auto* printer = new clang::TextDiagnosticPrinter(diag_stream, diag_opts.get());
+  auto* printer = new RILL_DIAGNOSTICS(diag_stream, diag_opts.get());
 
   clang::CompilerInstance ci;
   ci.createDiagnostics(printer, true);
@@ -116,7 +145,7 @@ bool parse_once(const C2I_OPTIONS& o, const AST_HANDLER& handler, const FILE_REM
   target->adjust(ci.getDiagnostics(), ci.getLangOpts());
   rill_patch_target(*target);
 
-  HANDOFF_ACTION action(handler, verdict, out_remaps);
+  HANDOFF_ACTION action(handler, verdict, out_remaps, *printer);
   verdict = AST_VERDICT::FAILED;
   if (action.BeginSourceFile(ci, ci.getFrontendOpts().Inputs[0])) {
     if (llvm::Error e = action.Execute()) {
@@ -127,7 +156,7 @@ bool parse_once(const C2I_OPTIONS& o, const AST_HANDLER& handler, const FILE_REM
   }
   ci.getDiagnostics().getClient()->finish();
   diag_stream.flush();
-  return !ci.getDiagnostics().hasErrorOccurred() && verdict != AST_VERDICT::FAILED;
+  return printer->errors == 0 && verdict != AST_VERDICT::FAILED;
 }
 
 }  // namespace
