@@ -19,11 +19,11 @@ void abort(void) __attribute__((noreturn));
 void exit(int status) __attribute__((noreturn));
 void* malloc(size_t size);
 void* calloc(size_t count, size_t size);
+void* realloc(void* p, size_t size);
 void free(void* p);
 int abs(int j);
 long labs(long j);
-
-static inline long long llabs(long long j) { return j < 0 ? -j : j; }
+long long llabs(long long j);
 
 static inline div_t div(int n, int d) {
   div_t r;

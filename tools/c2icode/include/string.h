@@ -16,32 +16,15 @@ size_t strlen(const char* s);
 int strcmp(const char* a, const char* b);
 char* strcpy(char* dest, const char* src);
 char* strncpy(char* dest, const char* src, size_t n);
-
-static inline int strncmp(const char* a, const char* b, size_t n) {
-  for (; n > 0; a++, b++, n--) {
-    if (*a != *b) return (unsigned char)*a < (unsigned char)*b ? -1 : 1;
-    if (*a == 0) return 0;
-  }
-  return 0;
-}
-
-static inline char* strcat(char* dest, const char* src) {
-  strcpy(dest + strlen(dest), src);
-  return dest;
-}
+int strncmp(const char* a, const char* b, size_t n);
+char* strcat(char* dest, const char* src);
+char* strchr(const char* s, int c);
 
 static inline char* strncat(char* dest, const char* src, size_t n) {
   char* d = dest + strlen(dest);
   while (n-- > 0 && *src) *d++ = *src++;
   *d = 0;
   return dest;
-}
-
-static inline char* strchr(const char* s, int c) {
-  for (;; s++) {
-    if (*s == (char)c) return (char*)s;
-    if (*s == 0) return (char*)0;
-  }
 }
 
 static inline char* strrchr(const char* s, int c) {

@@ -32,12 +32,11 @@ NODE* make_call(NODE* fn, const std::vector<NODE*>& args, uint32_t nvargs, TYPE*
   return n;
 }
 
-// The address of the va_list object an argument names.
-NODE* va_list_address(UNIT& u, const clang::Expr* a) {
-  const clang::Expr* x = a->IgnoreParenImpCasts();
-  NODE* l = translate_expr(u, x);
+// The va_list object an argument names.
+NODE* va_list_object(UNIT& u, const clang::Expr* a) {
+  NODE* l = translate_expr(u, a->IgnoreParenImpCasts());
   if (!is_lvalue_node(l)) refuse(u, "va_list that is not an object", a->getExprLoc());
-  return addr_of(l, tp->mk_ptr(strip_quals(l->type)));
+  return l;
 }
 
 // A call of the library function `name` with the builtin call's arguments.
@@ -58,11 +57,17 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
   handled = true;
   TYPE* vt = tp->basic[TYPE_PKG::BT_VOID];
   switch (id) {
+    // Variable arguments as the interpreter lays them out: va_list is a
+    // pointer into the call's area of variable arguments.
     case clang::Builtin::BI__builtin_va_start:
-    case clang::Builtin::BI__va_start:
-      return mk_ICALL("__va_start", va_list_address(u, call->getArg(0)), vt);
+    case clang::Builtin::BI__va_start: {
+      NODE* ap = va_list_object(u, call->getArg(0));
+      NODE* start = tree(UICALL, nullptr, nullptr, strip_quals(ap->type));
+      start->mk_icall("__va_start");
+      return mk_ASG(ap, start);
+    }
     case clang::Builtin::BI__builtin_va_end:
-      return mk_ICALL("__va_end", va_list_address(u, call->getArg(0)), vt);
+      return icon(0, tp->basic[TYPE_PKG::BT_INT]);
     case clang::Builtin::BI__builtin_va_copy: {
       NODE* dst = translate_expr(u, call->getArg(0)->IgnoreParenImpCasts());
       NODE* src = translate_expr(u, call->getArg(1));
@@ -133,9 +138,16 @@ NODE* translate_call(UNIT& u, const clang::CallExpr* call) {
   return make_call(fn, args, nvargs, rvalue_type(u, call));
 }
 
+// va_arg(ap, T) is *(T *)((ap += n) - n), n the units of T.
 NODE* translate_va_arg(UNIT& u, const clang::VAArgExpr* e) {
-  if (e->getType()->isRecordType()) refuse(u, "va_arg of a structure", e->getExprLoc());
-  return mk_ICALL("__va_arg", va_list_address(u, e->getSubExpr()), rvalue_type(u, e));
+  NODE* ap = va_list_object(u, e->getSubExpr());
+  TYPE* t = rill_type(u, e->getType(), e->getExprLoc());
+  TYPE* apt = strip_quals(ap->type);
+  TYPE* it = tp->basic[TYPE_PKG::BT_INT];
+  uint32_t n = size_bits(u, e->getType(), e->getExprLoc()) / kUnitBits;
+  NODE* bump = tree(PLUSASG, ap, icon(n, it), apt);
+  NODE* at = tree(MINUS, bump, icon(n, it), apt);
+  return tree(UMULT, convert(at, tp->mk_ptr(t)), nullptr, t);
 }
 
 }  // namespace c2i
