@@ -2,7 +2,7 @@
 # Installs the Debian packages zopt and its tests need; does nothing for
 # packages already present.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ libboost-dev libgtest-dev llvm-14-tools python3)
+pkgs=(cmake ninja-build g++ libboost-dev libgtest-dev llvm-14-tools python3 libclang-14-dev libclang-cpp14-dev llvm-14-dev csmith libcsmith-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
