@@ -22,7 +22,7 @@ std::vector<IT_TOKEN> it_lex(const std::string& text, const std::string& file);
 std::string it_error_text(const std::string& file, int line, int col, const std::string& what);
 
 // A type as written in text, before it is given an id.
-struct IT_SPEC {
+struct IT_TYPE_TEXT {
   enum KIND { S_ID, S_BASIC, S_TAG, S_TYPEDEF, S_PTR, S_REF, S_QUAL, S_ARRAY, S_FUNC } k = S_ID;
   uint32_t id = 0;
   int code = 0;        // S_BASIC
@@ -32,7 +32,7 @@ struct IT_SPEC {
   int64_t count = 0;   // S_ARRAY: elements; S_QUAL: bits
   bool complete = true;
   bool variadic = false, proto = true;  // S_FUNC
-  std::vector<IT_SPEC> sub;  // the part (result first for S_FUNC, then parameters)
+  std::vector<IT_TYPE_TEXT> sub;  // the part (result first for S_FUNC, then parameters)
   const IT_TOKEN* at = nullptr;
 };
 
@@ -106,18 +106,18 @@ class IT_PARSER {
   void generic_record(CUR& c, const IT_RECORD_LAYOUT& l, IT_REC& r);
   void new_function_scope(uint32_t function_type);
 
-  // ---- Type text (it_spec.cpp).
+  // ---- Type text (it_typetext.cpp).
  public:
   bool type_start(const IT_TOKEN& t) const;
-  IT_SPEC parse_type(CUR& c);
-  uint32_t resolve(const IT_SPEC& s);
+  IT_TYPE_TEXT parse_type(CUR& c);
+  uint32_t resolve(const IT_TYPE_TEXT& s);
   uint32_t type_ref(CUR& c);  // a type in text, or "-" for none
   uint32_t pointer_to(uint32_t id);
 
  private:
-  IT_SPEC parse_base(CUR& c);
-  uint32_t find_or_make(const std::string& name, const IT_SPEC& s);
-  uint32_t make_type(const IT_SPEC& s);
+  IT_TYPE_TEXT parse_base(CUR& c);
+  uint32_t find_or_make(const std::string& name, const IT_TYPE_TEXT& s);
+  uint32_t make_type(const IT_TYPE_TEXT& s);
   size_t make_record(uint32_t id, int code, const std::vector<std::pair<const char*, IT_VAL>>& set);
   void set_field(IT_REC& r, const char* key, int64_t v);
   void list_frame(uint32_t owner, int code, int kind);

@@ -100,14 +100,14 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
 
   bool have_type = false, have_class = false;
   uint32_t type = 0;
-  IT_SPEC class_spec;
+  IT_TYPE_TEXT class_text;
   if (c.punct("-")) {
     c.next();
     have_type = true;
   } else if (type_start(c.peek())) {
-    IT_SPEC s = parse_type(c);
+    IT_TYPE_TEXT s = parse_type(c);
     if (op == OP_FIELD && c.punct("::")) {
-      class_spec = s;
+      class_text = s;
       have_class = true;
     } else {
       type = resolve(s);
@@ -162,10 +162,10 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
     case OP_FIELD: {
       if (!have_class) {
         if (!type_start(c.peek())) fail(c.peek(), "expected the member's class, as in struct S::member");
-        class_spec = parse_type(c);
+        class_text = parse_type(c);
       }
       expect(c, "::", "'::' and a member");
-      uint32_t csu = resolve(class_spec);
+      uint32_t csu = resolve(class_text);
       const IT_TOKEN& mt = c.peek();
       uint32_t member = 0, mtype = 0;
       if (c.punct("#")) {
@@ -299,8 +299,8 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
 // end gives such nodes by the tree conventions.
 uint32_t IT_PARSER::infer(const IT_NODE& n, const IT_TOKEN& at) {
   auto basic = [&](int code) {
-    IT_SPEC s;
-    s.k = IT_SPEC::S_BASIC;
+    IT_TYPE_TEXT s;
+    s.k = IT_TYPE_TEXT::S_BASIC;
     s.code = code;
     s.at = &at;
     return resolve(s);
@@ -317,12 +317,12 @@ uint32_t IT_PARSER::infer(const IT_NODE& n, const IT_TOKEN& at) {
     case OP_FCON:
       return basic(TC_DOUBLE);
     case OP_SCON: {
-      IT_SPEC s;
-      s.k = IT_SPEC::S_ARRAY;
+      IT_TYPE_TEXT s;
+      s.k = IT_TYPE_TEXT::S_ARRAY;
       s.count = static_cast<int64_t>(n.v.empty() ? 0 : n.v[0].s.size()) + 1;
       s.at = &at;
-      IT_SPEC ch;
-      ch.k = IT_SPEC::S_BASIC;
+      IT_TYPE_TEXT ch;
+      ch.k = IT_TYPE_TEXT::S_BASIC;
       ch.code = TC_CHAR;
       ch.at = &at;
       s.sub.push_back(ch);

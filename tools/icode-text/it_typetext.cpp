@@ -28,8 +28,8 @@ bool is_base_word(const std::string& w) {
   return false;
 }
 
-IT_SPEC wrap(IT_SPEC::KIND k, IT_SPEC inner) {
-  IT_SPEC s;
+IT_TYPE_TEXT wrap(IT_TYPE_TEXT::KIND k, IT_TYPE_TEXT inner) {
+  IT_TYPE_TEXT s;
   s.k = k;
   s.at = inner.at;
   s.sub.push_back(std::move(inner));
@@ -50,14 +50,14 @@ bool IT_PARSER::type_start(const IT_TOKEN& t) const {
   return is_base_word(t.text) || qual_bit(t) >= 0 || types_.is_typedef_name(t.text);
 }
 
-IT_SPEC IT_PARSER::parse_base(CUR& c) {
+IT_TYPE_TEXT IT_PARSER::parse_base(CUR& c) {
   const IT_TOKEN& t = c.peek();
-  IT_SPEC s;
+  IT_TYPE_TEXT s;
   s.at = &t;
-  s.k = IT_SPEC::S_BASIC;
+  s.k = IT_TYPE_TEXT::S_BASIC;
   if (c.punct("#")) {
     c.next();
-    s.k = IT_SPEC::S_ID;
+    s.k = IT_TYPE_TEXT::S_ID;
     s.id = static_cast<uint32_t>(number_in(c, 1, 0xffffffffLL, "a type id"));
     return s;
   }
@@ -109,11 +109,11 @@ IT_SPEC IT_PARSER::parse_base(CUR& c) {
       word("int");
     }
   } else if (w == "struct" || w == "union" || w == "class" || w == "enum") {
-    s.k = IT_SPEC::S_TAG;
+    s.k = IT_TYPE_TEXT::S_TAG;
     s.tag = w == "struct" ? 0 : w == "union" ? 1 : w == "class" ? 2 : 3;
     s.name = string_or_ident(c, "a tag name");
   } else if (types_.is_typedef_name(w)) {
-    s.k = IT_SPEC::S_TYPEDEF;
+    s.k = IT_TYPE_TEXT::S_TYPEDEF;
     s.name = w;
   } else {
     fail(t, "expected a type, found '" + w + "'");
@@ -121,23 +121,23 @@ IT_SPEC IT_PARSER::parse_base(CUR& c) {
   return s;
 }
 
-IT_SPEC IT_PARSER::parse_type(CUR& c) {
+IT_TYPE_TEXT IT_PARSER::parse_type(CUR& c) {
   const IT_TOKEN& at = c.peek();
   int quals = 0;
   while (qual_bit(c.peek()) >= 0) quals |= 1 << qual_bit(c.next());
-  IT_SPEC s = parse_base(c);
+  IT_TYPE_TEXT s = parse_base(c);
   if (quals) {
-    s = wrap(IT_SPEC::S_QUAL, s);
+    s = wrap(IT_TYPE_TEXT::S_QUAL, s);
     s.count = quals;
   }
   s.at = &at;
   for (;;) {
     if (c.punct("*") || c.punct("&")) {
-      s = wrap(c.punct("*") ? IT_SPEC::S_PTR : IT_SPEC::S_REF, s);
+      s = wrap(c.punct("*") ? IT_TYPE_TEXT::S_PTR : IT_TYPE_TEXT::S_REF, s);
       c.next();
     } else if (c.punct("[")) {
       c.next();
-      s = wrap(IT_SPEC::S_ARRAY, s);
+      s = wrap(IT_TYPE_TEXT::S_ARRAY, s);
       if (c.punct("]")) {
         s.complete = false;
       } else {
@@ -145,11 +145,11 @@ IT_SPEC IT_PARSER::parse_type(CUR& c) {
       }
       expect(c, "]", "']'");
     } else if (qual_bit(c.peek()) >= 0) {
-      s = wrap(IT_SPEC::S_QUAL, s);
+      s = wrap(IT_TYPE_TEXT::S_QUAL, s);
       while (qual_bit(c.peek()) >= 0) s.count |= 1 << qual_bit(c.next());
     } else if (c.punct("(") && (c.punct(")", 1) || c.punct("...", 1) || type_start(c.peek(1)))) {
       c.next();
-      s = wrap(IT_SPEC::S_FUNC, s);
+      s = wrap(IT_TYPE_TEXT::S_FUNC, s);
       if (c.punct(")")) {
         s.proto = false;
       } else if (c.ident("void") && c.punct(")", 1)) {
@@ -191,10 +191,10 @@ uint32_t IT_PARSER::type_ref(CUR& c) {
 }
 
 uint32_t IT_PARSER::pointer_to(uint32_t id) {
-  IT_SPEC inner;
-  inner.k = IT_SPEC::S_ID;
+  IT_TYPE_TEXT inner;
+  inner.k = IT_TYPE_TEXT::S_ID;
   inner.id = id;
-  return resolve(wrap(IT_SPEC::S_PTR, inner));
+  return resolve(wrap(IT_TYPE_TEXT::S_PTR, inner));
 }
 
 // ---------------------------------------------------------------------------
@@ -240,7 +240,7 @@ namespace {
 IT_VAL num(int64_t n) { return it_num(K_UINT, n); }
 }  // namespace
 
-uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
+uint32_t IT_PARSER::resolve(const IT_TYPE_TEXT& s) {
   const IT_TOKEN& at = *s.at;
   auto found = [&](const std::string& name) -> uint32_t {
     if (name.empty()) return 0;
@@ -251,10 +251,10 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
     return ids.empty() ? 0 : ids[0];
   };
   switch (s.k) {
-    case IT_SPEC::S_ID:
+    case IT_TYPE_TEXT::S_ID:
       if (!types_.known(s.id)) fail(at, "type #" + std::to_string(s.id) + " is not defined");
       return s.id;
-    case IT_SPEC::S_BASIC: {
+    case IT_TYPE_TEXT::S_BASIC: {
       if (uint32_t id = found(IT_TYPES::basic_name(s.code, s.sign))) return id;
       uint32_t id = types_.next_id();
       if (s.sign)
@@ -264,7 +264,7 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       types_.named(id);
       return id;
     }
-    case IT_SPEC::S_TAG: {
+    case IT_TYPE_TEXT::S_TAG: {
       static const char* const words[] = {"struct ", "union ", "class ", "enum "};
       if (uint32_t id = found(words[s.tag] + s.name)) {
         auto p = pending_.find(id);
@@ -274,8 +274,8 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       uint32_t id = types_.next_id();
       if (s.tag == 3) {
         // An enum nobody declared: int underneath and no enumerators.
-        IT_SPEC i;
-        i.k = IT_SPEC::S_BASIC;
+        IT_TYPE_TEXT i;
+        i.k = IT_TYPE_TEXT::S_BASIC;
         i.code = TC_INT;
         i.at = s.at;
         uint32_t under = resolve(i);
@@ -289,13 +289,13 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       types_.named(id);
       return id;
     }
-    case IT_SPEC::S_TYPEDEF: {
+    case IT_TYPE_TEXT::S_TYPEDEF: {
       uint32_t id = found(s.name);
       if (!id) fail(at, "unknown type name " + s.name);
       return id;
     }
-    case IT_SPEC::S_PTR: case IT_SPEC::S_REF: {
-      int code = s.k == IT_SPEC::S_PTR ? TC_POINTER : TC_REFERENCE;
+    case IT_TYPE_TEXT::S_PTR: case IT_TYPE_TEXT::S_REF: {
+      int code = s.k == IT_TYPE_TEXT::S_PTR ? TC_POINTER : TC_REFERENCE;
       uint32_t target = resolve(s.sub[0]);
       if (uint32_t id = found(IT_TYPES::compose(code, {types_.ref(target)}, 0, false, false, false)))
         return id;
@@ -304,7 +304,7 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       types_.named(id);
       return id;
     }
-    case IT_SPEC::S_QUAL: {
+    case IT_TYPE_TEXT::S_QUAL: {
       uint32_t target = resolve(s.sub[0]);
       std::string r = types_.ref(target);
       bool prefix = r[0] == '#' || is_simple_code(types_.code(target));
@@ -315,7 +315,7 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       types_.named(id);
       return id;
     }
-    case IT_SPEC::S_ARRAY: {
+    case IT_TYPE_TEXT::S_ARRAY: {
       uint32_t elem = resolve(s.sub[0]);
       if (uint32_t id = found(IT_TYPES::compose(TC_ARRAY, {types_.ref(elem)}, s.count, false, false, s.complete)))
         return id;
@@ -325,10 +325,10 @@ uint32_t IT_PARSER::resolve(const IT_SPEC& s) {
       types_.named(id);
       return id;
     }
-    case IT_SPEC::S_FUNC: {
+    case IT_TYPE_TEXT::S_FUNC: {
       std::vector<uint32_t> ids;
       std::vector<std::string> parts;
-      for (const IT_SPEC& p : s.sub) {
+      for (const IT_TYPE_TEXT& p : s.sub) {
         ids.push_back(resolve(p));
         parts.push_back(types_.ref(ids.back()));
       }
@@ -371,8 +371,8 @@ void IT_PARSER::decl_items() {
         c.next();
         under = type_ref(c);
       } else {
-        IT_SPEC i;
-        i.k = IT_SPEC::S_BASIC;
+        IT_TYPE_TEXT i;
+        i.k = IT_TYPE_TEXT::S_BASIC;
         i.code = TC_INT;
         i.at = &kw;
         under = resolve(i);
