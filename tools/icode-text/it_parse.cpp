@@ -296,7 +296,7 @@ void IT_PARSER::raw_item(const IT_ITEM& it, std::vector<IT_REC>& section) {
   CUR c(toks_, it, 2);
   IT_REC r;
   r.raw = true;
-  r.id = static_cast<int>(number_in(c, 1, 254, "a record id"));
+  r.id = static_cast<int>(number_in(c, 0, 254, "a record id"));
   r.extra = hex(c.next());
   expect_end(c);
   section.push_back(std::move(r));
@@ -317,7 +317,7 @@ void IT_PARSER::fields(CUR& c, int code, const std::vector<IT_FIELD>& layout, st
     while (next_pos < layout.size() && layout[next_pos].role != ROLE_POS) next_pos++;
   };
   advance_pos();
-  while (!c.end() && !c.punct("{")) {
+  while (!c.end() && !c.punct("{") && !(c.peek().kind == TK_KEY && c.peek().text == "extra")) {
     const IT_TOKEN& t = c.peek();
     if (t.kind == TK_POS) {
       c.next();
@@ -388,11 +388,12 @@ void IT_PARSER::type_record(CUR& c, uint32_t owner) {
   const IT_TOKEN& kw = c.peek();
   IT_REC r;
   r.id = R_TYPE;
-  if (c.punct("}") || (kw.kind == TK_IDENT && it_list_kind(kw.text) >= 0) ||
+  if (c.punct("}") || c.ident("header") || (kw.kind == TK_IDENT && it_list_kind(kw.text) >= 0) ||
       (kw.kind == TK_KEY && kw.text == "kind")) {
-    // A list header "KIND {", or a trailer "} KIND" standing alone.
-    bool trailer = c.punct("}");
-    if (trailer) c.next();
+    // A list header "KIND {"; a header "header KIND" or a trailer "} KIND"
+    // standing alone.
+    bool trailer = c.punct("}"), alone = c.ident("header");
+    if (trailer || alone) c.next();
     const IT_TOKEN& k = c.next();
     int64_t kind = k.kind == TK_IDENT ? it_list_kind(k.text) : -1;
     if (k.kind == TK_KEY && k.text == "kind") kind = number(c, K_I8, "a list kind");
@@ -402,7 +403,7 @@ void IT_PARSER::type_record(CUR& c, uint32_t owner) {
       c.next();
       r.extra = hex(c.next());
     }
-    if (!trailer) expect(c, "{", "'{'");
+    if (!trailer && !alone) expect(c, "{", "'{'");
     expect_end(c);
     m_.types.push_back(std::move(r));
     return;
@@ -507,7 +508,8 @@ IT_REC IT_PARSER::symbol(CUR& c, int default_class, bool global) {
   int64_t size = type == 0 || types_.is_function(type) ? 0 : types_.size(type);
   int64_t align = type == 0 || types_.is_function(type) ? 0 : types_.align(type) ? types_.align(type) : 16;
   int64_t offset = 0, sclass = default_class, qual = 0, type2 = 0, fileoff = 0, optset = 0;
-  int64_t pragmas = -1;
+  int64_t pragmas = 0;
+  bool pragmas_given = false;
   IT_PSN where;
   bool fileoff_given = false;
   std::set<std::string> seen;
@@ -559,6 +561,7 @@ IT_REC IT_PARSER::symbol(CUR& c, int default_class, bool global) {
       optset = number(c, K_UINT, "an option set");
     } else if (t.text == "pragmas") {
       pragmas = number(c, K_I8, "a pragma count");
+      pragmas_given = true;
     } else if (t.text == "extra") {
       r.extra = hex(c.next());
     } else {
@@ -566,7 +569,7 @@ IT_REC IT_PARSER::symbol(CUR& c, int default_class, bool global) {
     }
   }
   if (r.pragmas.size() > 127) fail(at, "a symbol can carry at most 127 pragmas");
-  if (pragmas < 0) pragmas = static_cast<int64_t>(r.pragmas.size());
+  if (!pragmas_given) pragmas = static_cast<int64_t>(r.pragmas.size());
   r.f = {it_str(name),          it_num(K_UINT, size),   it_num(K_UINT, offset), it_num(K_U8, sclass),
          it_num(K_U16, qual),   it_num(K_TREF, type),   it_num(K_TREF, type2),  it_num(K_UINT, align),
          it_num(K_I8, pragmas), it_num(K_UINT, fileoff), it_num(K_UINT, optset), it_psn(where)};

@@ -112,7 +112,7 @@ class IT_PARSER {
   IT_TYPE_TEXT parse_type(CUR& c);
   uint32_t resolve(const IT_TYPE_TEXT& s);
   uint32_t type_ref(CUR& c);  // a type in text, or "-" for none
-  uint32_t pointer_to(uint32_t id);
+  uint32_t pointer_to(uint32_t id, const IT_TOKEN& at);
 
  private:
   IT_TYPE_TEXT parse_base(CUR& c);

@@ -328,8 +328,23 @@ void PRINTER::types() {
   struct BLOCK {
     int64_t owner, kind;
   };
+  // A list header and the trailer of the same type that closes it are
+  // printed as a block; a header or trailer without its partner stands
+  // alone, so that the blocks of the text nest as the parser reads them.
+  std::vector<bool> paired(m_.types.size(), false);
+  std::vector<size_t> open;
+  for (size_t i = 0; i < m_.types.size(); i++) {
+    const IT_REC& r = m_.types[i];
+    if (r.raw) continue;
+    if (r.f[1].n == TC_LIST_HEADER) open.push_back(i);
+    if (r.f[1].n == TC_LIST_TRAILER && !open.empty() && m_.types[open.back()].f[0].n == r.f[0].n) {
+      paired[open.back()] = paired[i] = true;
+      open.pop_back();
+    }
+  }
   std::vector<BLOCK> blocks;
-  for (const IT_REC& r : m_.types) {
+  for (size_t index = 0; index < m_.types.size(); index++) {
+    const IT_REC& r = m_.types[index];
     std::string ind(2 * blocks.size(), ' ');
     if (r.raw) {
       line(ind + raw("types", r));
@@ -343,10 +358,12 @@ void PRINTER::types() {
       int64_t kind = r.f[2].n;
       const char* kn = it_list_kind_name(static_cast<int>(kind));
       std::string kt = kn ? kn : "kind=" + std::to_string(kind);
-      if (code == TC_LIST_HEADER) {
+      if (code == TC_LIST_HEADER && paired[index]) {
         line(ind + head + kt + extra(r.extra) + " {");
         blocks.push_back({id, kind});
-      } else if (in_block) {
+      } else if (code == TC_LIST_HEADER) {
+        line(ind + head + "header " + kt + extra(r.extra));
+      } else if (paired[index]) {
         std::string s = "}";
         if (kind != blocks.back().kind) s += " " + kt;
         blocks.pop_back();

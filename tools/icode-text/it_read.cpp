@@ -6,6 +6,7 @@
 // lost on the way back.
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "driver/globals.h"
 #include "icode/if_file.h"
@@ -166,6 +167,7 @@ class READER {
   void read_code(const std::vector<RAW>& raws);
   void read_inits(const std::vector<RAW>& raws);
   void mark_bare();
+  void check_type_refs();
   void warn(const std::string& w) { warnings_.push_back(w); }
 
   I_FILE* in_;
@@ -526,6 +528,41 @@ void READER::read() {
   }
   read_inits(inits.raws);
   read_code(code.raws);
+  check_type_refs();
+}
+
+// Symbols and trees name types by id; text names an id the file doesn't
+// define only as #ID, which icode-as refuses.
+void READER::check_type_refs() {
+  std::set<uint32_t> missing;
+  auto note = [&](int64_t id) {
+    if (id && !types_.known(static_cast<uint32_t>(id))) missing.insert(static_cast<uint32_t>(id));
+  };
+  std::vector<const IT_NODE*> stack;
+  auto rec = [&](const IT_REC& r) {
+    if (r.raw) return;
+    if (r.id == R_SYMBOL) {
+      note(r.f[5].n);
+      note(r.f[6].n);
+    }
+    if (r.id == R_LDSPEC && r.f.size() > 4) note(r.f[4].n);
+    for (const auto& t : r.trees) stack.push_back(t.get());
+    while (!stack.empty()) {
+      const IT_NODE* n = stack.back();
+      stack.pop_back();
+      note(n->type);
+      for (const IT_VAL& v : n->v)
+        if (v.kind == K_TREF) note(v.n);
+      for (const auto& k : n->kids) stack.push_back(k.get());
+    }
+  };
+  for (const IT_REC& r : m_.globals) rec(r);
+  for (const IT_REC& r : m_.inits) rec(r);
+  for (const IT_REC& r : m_.code) rec(r);
+  if (!missing.empty())
+    warn("type #" + std::to_string(*missing.begin()) + " is named but not defined" +
+         (missing.size() > 1 ? " (and " + std::to_string(missing.size() - 1) + " more)" : std::string()) +
+         "; icode-as will not take the text");
 }
 
 }  // namespace

@@ -170,10 +170,10 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
       uint32_t member = 0, mtype = 0;
       if (c.punct("#")) {
         c.next();
+        // By id, a member the class lacks is taken as it stands: the node's
+        // type must then be written.
         member = static_cast<uint32_t>(number(c, K_UINT, "a member id"));
-        const IT_REC* r = types_.member_by_id(csu, member);
-        if (!r) fail(mt, types_.ref(csu) + " has no member #" + std::to_string(member));
-        mtype = static_cast<uint32_t>(r->f[4].n);
+        if (const IT_REC* r = types_.member_by_id(csu, member)) mtype = static_cast<uint32_t>(r->f[4].n);
       } else {
         std::string mn = string_or_ident(c, "a member name");
         if (!types_.member_by_name(csu, mn, member, mtype)) fail(mt, types_.ref(csu) + " has no member " + mn);
@@ -248,6 +248,7 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
       if (none) fail(opt, "write the type of a NAME without a symbol");
       type = sym_type;
     } else if (op == OP_FIELD) {
+      if (!sym_type) fail(opt, "write the type of a FIELD of a member the class doesn't have");
       type = sym_type;
     } else {
       type = infer(*n, opt);
@@ -340,7 +341,7 @@ uint32_t IT_PARSER::infer(const IT_NODE& n, const IT_TOKEN& at) {
       t = types_.result(kid(0));
       break;
     case 16:                                      // UAND
-      return kid(0) ? pointer_to(kid(0)) : 0;
+      return kid(0) ? pointer_to(kid(0), at) : 0;
     case 13:                                      // UMULT
       t = types_.pointee(kid(0));
       break;

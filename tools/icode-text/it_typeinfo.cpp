@@ -283,6 +283,8 @@ std::string IT_TYPES::compose(int code, const std::vector<std::string>& parts, i
 std::string IT_TYPES::compose_for(uint32_t id) const {
   int c = code(id);
   if (c < 0) return "";
+  // A part the file doesn't define leaves the type without a name.
+  auto ref = [this](uint32_t part) { return part && !known(part) ? std::string() : this->ref(part); };
   if (is_integral_code(c)) return basic_name(c, field(id, "sign") != 0);
   switch (c) {
     case TC_FLOAT: case TC_DOUBLE: case TC_LDOUBLE: case TC_VOID:

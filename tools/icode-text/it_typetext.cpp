@@ -190,10 +190,11 @@ uint32_t IT_PARSER::type_ref(CUR& c) {
   return resolve(parse_type(c));
 }
 
-uint32_t IT_PARSER::pointer_to(uint32_t id) {
+uint32_t IT_PARSER::pointer_to(uint32_t id, const IT_TOKEN& at) {
   IT_TYPE_TEXT inner;
   inner.k = IT_TYPE_TEXT::S_ID;
   inner.id = id;
+  inner.at = &at;
   return resolve(wrap(IT_TYPE_TEXT::S_PTR, inner));
 }
 

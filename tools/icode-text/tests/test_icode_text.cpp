@@ -35,6 +35,15 @@ void drop(const std::string& path) {
   if (!getenv("ICODE_TEXT_KEEP")) remove(path.c_str());
 }
 
+// What the tests make for the writer or take from the reader lives as long
+// as the process, as it does in the tools of the chain.
+template <class T>
+T* kept(T* p) {
+  static std::vector<void*>* all = new std::vector<void*>;
+  all->push_back(p);
+  return p;
+}
+
 TYPE_PKG* package() {
   if (!tp) {
     tp = tp_new<TYPE_PKG>();
@@ -55,7 +64,7 @@ struct GEN_NODE : NODE {
 };
 
 NODE* nd(int op, TYPE* t, NODE* l = nullptr, NODE* r = nullptr) {
-  GEN_NODE* n = new GEN_NODE;
+  GEN_NODE* n = kept(new GEN_NODE);
   n->op = op;
   n->type = t;
   n->left = l;
@@ -83,10 +92,10 @@ NODE* text_node(int op, TYPE* t, const char* text) {
   return n;
 }
 
-PSN* at(const char* file, uint32_t line, uint32_t col) { return new PSN{file, line, col}; }
+PSN* at(const char* file, uint32_t line, uint32_t col) { return kept(new PSN{file, line, col}); }
 
 SYMTAB* sym(const char* nm, TYPE* t, int sclass, PSN* psn = nullptr) {
-  SYMTAB* s = new SYMTAB;
+  SYMTAB* s = kept(new SYMTAB);
   s->name = strdup(nm);
   s->type = s->decl_type = t;
   s->size = t && !t->is_func() ? static_cast<int32_t>(t->size) : 0;
@@ -97,7 +106,7 @@ SYMTAB* sym(const char* nm, TYPE* t, int sclass, PSN* psn = nullptr) {
 }
 
 PRAGMA* pragma(uint32_t id, std::vector<const char*> args) {
-  PRAGMA* p = new PRAGMA;
+  PRAGMA* p = kept(new PRAGMA);
   p->id = id;
   p->argc = static_cast<uint32_t>(args.size());
   p->argv = new char*[args.size() + 1];
@@ -493,6 +502,38 @@ TEST(IcodeText, WriterFileRoundTripsByteForByte) {
   drop(path);
 }
 
+// A client of the reader proper that counts what it is handed and keeps
+// it.
+struct COUNTING_CLIENT : IF_CLIENT {
+  int symbols = 0, exprs = 0, labels = 0, funcs = 0, inits = 0, options = 0, blocks = 0;
+  std::string names;
+  SYMTAB* cl_symbol_create(const char* name, TYPE* type, TYPE*, uint32_t, uint32_t, uint32_t, int sclass,
+                           int, PSN*, uint32_t, uint32_t) override {
+    symbols++;
+    names += std::string(name) + ":" + std::to_string(sclass) + (type ? "" : "?") + " ";
+    SYMTAB* s = kept(new SYMTAB);
+    s->name = strdup(name);
+    s->type = type;
+    return s;
+  }
+  void cl_expr(NODE* tree, PSN*) override {
+    exprs++;
+    kept(tree);
+  }
+  void cl_label(uint32_t) override { labels++; }
+  void cl_begin_func(SYMTAB*, PSN*) override { funcs++; }
+  void cl_symbol_init(SYMTAB*, EXPR_LIST* list) override {
+    inits++;
+    kept(list);
+  }
+  void cl_option_set(uint32_t, uint32_t, char** texts) override {
+    options++;
+    kept(texts);
+  }
+  void cl_pragma(SYMTAB*, PRAGMA* p) override { kept(p); }
+  void cl_begin_block(PSN*) override { blocks++; }
+};
+
 // What icode-dis decodes is what the signedness of types says: the reader
 // proper and the text tools must agree on which constants are signed.
 TEST(IcodeText, SignednessAgreesWithTheTypePackage) {
@@ -505,7 +546,8 @@ TEST(IcodeText, SignednessAgreesWithTheTypePackage) {
   IT_TYPES types(m);
   types.rebuild();
   FILE* f = fopen(path.c_str(), "rb");
-  I_FILE* in = I_FILE::if_open(f, nullptr);
+  COUNTING_CLIENT client;
+  I_FILE* in = I_FILE::if_open(f, &client);
   ASSERT_TRUE(in);
   in->if_type_init(package());
   in->if_read_file_names();
@@ -524,6 +566,7 @@ TEST(IcodeText, SignednessAgreesWithTheTypePackage) {
     checked++;
   }
   EXPECT_GT(checked, 25);
+  kept(in->file_names);  // a reader's file names outlive it
   in->if_close(false, false);
   drop(path);
 }
@@ -564,28 +607,6 @@ TEST(IcodeText, HandWrittenTextFillsInTheRest) {
   expect_round_trip(path);
   drop(path);
 }
-
-// The reader proper takes what the assembler writes: count what it hands
-// to its client.
-struct COUNTING_CLIENT : IF_CLIENT {
-  int symbols = 0, exprs = 0, labels = 0, funcs = 0, inits = 0, options = 0, blocks = 0;
-  std::string names;
-  SYMTAB* cl_symbol_create(const char* name, TYPE* type, TYPE*, uint32_t, uint32_t, uint32_t, int sclass,
-                           int, PSN*, uint32_t, uint32_t) override {
-    symbols++;
-    names += std::string(name) + ":" + std::to_string(sclass) + (type ? "" : "?") + " ";
-    SYMTAB* s = new SYMTAB;
-    s->name = strdup(name);
-    s->type = type;
-    return s;
-  }
-  void cl_expr(NODE*, PSN*) override { exprs++; }
-  void cl_label(uint32_t) override { labels++; }
-  void cl_begin_func(SYMTAB*, PSN*) override { funcs++; }
-  void cl_symbol_init(SYMTAB*, EXPR_LIST*) override { inits++; }
-  void cl_option_set(uint32_t, uint32_t, char**) override { options++; }
-  void cl_begin_block(PSN*) override { blocks++; }
-};
 
 TEST(IcodeText, TheReaderTakesAssembledText) {
   package();
