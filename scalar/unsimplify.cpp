@@ -1,0 +1,140 @@
+// unsimplify: the last clean-up before a function is written, turning the
+// forms that serve the analyses back into what the code generator takes:
+// x = x op y becomes x op= y, conditionals kept as intrinsic calls become
+// conditionals again, powers become products, and parameter copies to
+// locals that nothing reads are dropped from the argument prolog.
+#include <cstdio>
+#include <set>
+
+#include "driver/globals.h"
+#include "ir/symbol.h"
+#include "scalar/cfg.h"
+#include "scalar/simp_internal.h"
+
+namespace simp {
+
+namespace {
+
+int opASG_of(int op) {
+  switch (op) {
+    case PLUS: return PLUSASG;
+    case MINUS: return MINUSASG;
+    case MULT: return MULTASG;
+    case DIV: return DIVASG;
+    case MOD: return MODASG;
+    case ANDB: return ANDBASG;
+    case ORB: return ORBASG;
+    case XORB: return XORBASG;
+    case SLL: return SLLASG;
+    case SRL: return SRLASG;
+    default: return -1;
+  }
+}
+
+// x = x op y, all of one type, as x op= y. The target is read once either
+// way, so it must be free of effects; a volatile one stays as written.
+NODE* ASG_to_opASG(NODE* t) {
+  if (t->op != ASG || !t->left || !t->right) return t;
+  NODE* l = t->left;
+  NODE* v = t->right;
+  int aop = opASG_of(v->op);
+  if (aop < 0 || !v->left || !v->right) return t;
+  if (tree_has_side_effects(l) || is_lvalue_volatile(l) || !trees_are_congruent(l, v->left)) return t;
+  if (!same_type(l->type, v->type)) return t;
+  bool shift = v->op == SLL || v->op == SRL;
+  if (is_ptr_type(l->type)) {
+    if (v->op != PLUS && v->op != MINUS) return t;
+  } else if (!shift && !same_type(v->right->type, v->type)) {
+    return t;
+  }
+  if (!is_wrap_int(l->type) && !is_ptr_type(l->type) && !is_flt_type(l->type)) return t;
+  if (is_flt_type(l->type) && (v->op == MOD || !same_type(v->right->type, v->type))) return t;
+  NODE* y = v->right;
+  v->right = nullptr;
+  erase_tree(v);
+  t->right = y;
+  t->op = aop;
+  return t;
+}
+
+// EXPT(x, n) for a small n as a product of copies of x.
+NODE* expand_EXPT(NODE* t) {
+  if (!is_icon(t->right) || !t->left || tree_has_side_effects(t->left)) return t;
+  INT65 n = t->right->value;
+  if (n < INT65(1) || n > INT65(16)) return t;
+  NODE* x = take_left(t);
+  NODE* product = x;
+  for (long i = 1; i < static_cast<long>(n.low); ++i)
+    product = maketree(MULT, product, copy_tree(x, false), x->type, x->scope);
+  return product;
+}
+
+NODE* unsimp_tree(NODE* t) {
+  if (!t) return t;
+  t->left = unsimp_tree(t->left);
+  t->right = unsimp_tree(t->right);
+  if (t->op == ICALL) return revert_strict_ternary_ICALL(t);
+  if (t->op == EXPT) return expand_EXPT(t);
+  if (t->op == ASG) return ASG_to_opASG(t);
+  return t;
+}
+
+void count_names(const NODE* t, std::multiset<const SYMTAB*>& seen) {
+  for (; t; t = t->right) {
+    if (t->op == NAME) seen.insert(t->name_symbol());
+    count_names(t->left, seen);
+  }
+}
+
+// A prolog copy whose local is read nowhere else goes; the parameter stays.
+NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>& refs) {
+  if (!prolog) return prolog;
+  if (prolog->op == PCOMMA) {
+    prolog->left = drop_unused_prolog_copies(prolog->left, refs);
+    prolog->right = drop_unused_prolog_copies(prolog->right, refs);
+    if (!prolog->left) return take_right(prolog);
+    if (!prolog->right) return take_left(prolog);
+    return prolog;
+  }
+  if (prolog->op != ASG || !prolog->left || prolog->left->op != NAME) return prolog;
+  const SYMTAB* local = prolog->left->name_symbol();
+  if (!local || is_lvalue_volatile(prolog->left) || refs.count(local) > 1) return prolog;
+  erase_tree(prolog);
+  return nullptr;
+}
+
+}  // namespace
+
+}  // namespace simp
+
+using namespace simp;
+
+void unsimplify() {
+  if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'unsimp_blocks' ----------\n");
+  renumber_bblocks();
+  std::multiset<const SYMTAB*> refs;
+  for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink)
+    for (LIST* l = bb->statements; l; l = l->next) count_names(l->tree, refs);
+  for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
+    for (LIST* l = bb->statements; l; l = l->next) {
+      if (!l->tree) continue;
+      if (bb == cfg.bb_list && l == bb->statements && tree_is_arg_prolog(l->tree)) {
+        l->tree = drop_unused_prolog_copies(l->tree, refs);
+        continue;
+      }
+      l->tree = unsimp_tree(l->tree);
+    }
+    // Statements emptied above leave their cells.
+    LIST** link = &bb->statements;
+    while (*link) {
+      LIST* cell = *link;
+      if (!cell->tree && cell->next) {
+        *link = cell->next;
+        cell->next = nullptr;
+        erase_tree_list_only(cell);
+        continue;
+      }
+      link = &cell->next;
+    }
+  }
+}
