@@ -174,6 +174,7 @@ void bits_of(NODE* t, int w, INT65& z, INT65& o) {
 bool no_wrap(const INT65& lo, const INT65& hi, const TYPE* t) { return lo >= type_min(t) && hi <= type_max(t); }
 
 bool range_of(NODE* t, INT65& lo, INT65& hi, SIMP_CTX* c);
+bool cannot_wrap(NODE* t, SIMP_CTX* c);
 
 bool operand_range(NODE* x, const TYPE* type, INT65& lo, INT65& hi, SIMP_CTX* c) {
   if (!x || !is_int_type(x->type)) return false;
@@ -266,6 +267,15 @@ bool range_of(NODE* t, INT65& lo, INT65& hi, SIMP_CTX* c) {
       lo = a >> k, hi = b >> k;
       return true;
     }
+    case SLL:
+      if (cannot_wrap(t, c)) {
+        int k;
+        shift_amount(t->right, k);
+        operand_range(t->left, ty, a, b, c);
+        lo = a * (INT65(1) << k), hi = b * (INT65(1) << k);
+        return true;
+      }
+      break;
     case DIV:
       if (!is_wrap_int(ty) || !operand_range(t->left, ty, a, b, c)) return true;
       if (is_icon(t->right)) {
@@ -322,6 +332,37 @@ bool range_of(NODE* t, INT65& lo, INT65& hi, SIMP_CTX* c) {
 
 INT65 abs65(const INT65& v) { return v.is_negative() ? -v : v; }
 
+// The exact result of an arithmetic node stays in its type for every value
+// its operands can take.
+bool cannot_wrap(NODE* t, SIMP_CTX* c) {
+  if (!t || !is_wrap_int(t->type) || type_bits(t->type) > 32) return false;
+  TYPE* ty = t->type;
+  INT65 a, b, x, y;
+  switch (t->op) {
+    case PLUS:
+    case MINUS:
+      if (!operand_range(t->left, ty, a, b, c) || !operand_range(t->right, ty, x, y, c)) return false;
+      return t->op == PLUS ? no_wrap(a + x, b + y, ty) : no_wrap(a - y, b - x, ty);
+    case MULT: {
+      if (!operand_range(t->left, ty, a, b, c) || !operand_range(t->right, ty, x, y, c)) return false;
+      INT65 p[4] = {a * x, a * y, b * x, b * y};
+      for (const INT65& v : p)
+        if (!no_wrap(v, v, ty)) return false;
+      return true;
+    }
+    case SLL: {
+      int k;
+      if (!shift_amount(t->right, k) || k >= type_bits(ty) || !operand_range(t->left, ty, a, b, c)) return false;
+      INT65 m = INT65(1) << k;
+      return no_wrap(a * m, b * m, ty);
+    }
+    case UMINUS:
+      return operand_range(t->left, ty, a, b, c) && no_wrap(-b, -a, ty);
+    default:
+      return false;
+  }
+}
+
 INT65 gcd65(INT65 a, INT65 b) {
   a = abs65(a), b = abs65(b);
   while (!b.is_zero()) {
@@ -346,12 +387,8 @@ INT65 factor_of(NODE* t, SIMP_CTX* c);
 // The factor of an arithmetic result that may wrap: exact only when the
 // exact result stays in range.
 INT65 wrapped(NODE* t, const INT65& f, SIMP_CTX* c) {
-  INT65 lo, hi;
-  TYPE* ty = t->type;
-  int w = type_bits(ty);
-  // range_of gives the full range when the exact result could leave it.
-  if (range_of(t, lo, hi, c) && !(lo == type_min(ty) && hi == type_max(ty))) return f;
-  return two_part(f, w);
+  if (cannot_wrap(t, c)) return f;
+  return two_part(f, type_bits(t->type));
 }
 
 INT65 factor_of(NODE* t, SIMP_CTX* c) {
@@ -408,6 +445,8 @@ INT65 factor_of(NODE* t, SIMP_CTX* c) {
 }  // namespace
 
 bool value_range(NODE* t, INT65& lo, INT65& hi, SIMP_CTX* c) { return range_of(t, lo, hi, c); }
+
+bool arith_cannot_wrap(NODE* t, SIMP_CTX* c) { return cannot_wrap(t, c); }
 
 void known_bits(NODE* t, const TYPE* type, INT65& zeros, INT65& ones) {
   zeros = ones = INT65(0);

@@ -151,7 +151,9 @@ NODE* simp_MINUS(NODE* t, SIMP_CTX& c) {
     }
     // c - (x + k) is (c - k) - x
     if (is_icon(l) && r->op == PLUS && is_icon(r->right) && same_type(r->type, ty)) {
-      NODE* k = fold_constants(maketree(MINUS, l, r->right, ty, t->scope));
+      NODE* k2 = r->right;
+      r->right = nullptr;
+      NODE* k = fold_constants(maketree(MINUS, l, k2, ty, t->scope));
       t->left = k;
       t->right = take_left(r);
       c.changed = true;
@@ -320,9 +322,10 @@ NODE* simp_bitwise(NODE* t, SIMP_CTX& c) {
   if ((t->op == ANDB || t->op == ORB) && pure(t)) {
     bool crossed = (r->op == NOTB && trees_are_congruent(r->left, l)) || (l->op == NOTB && trees_are_congruent(l->left, r));
     if (crossed) {
+      bool is_and = t->op == ANDB;
       erase_tree(t);
       c.changed = true;
-      return mk_icon(t->op == ANDB ? INT65(0) : truncate_to_type(all, ty), ty);
+      return mk_icon(is_and ? INT65(0) : truncate_to_type(all, ty), ty);
     }
   }
   return t;

@@ -10,7 +10,6 @@
 
 namespace simp {
 
-bool value_range_is_full(NODE* t, SIMP_CTX& c);
 
 namespace {
 
@@ -62,9 +61,7 @@ INT65 max_ICON_coef(NODE** p) {
 bool product_is_exact(NODE* t, SIMP_CTX& c) {
   if (is_icon(t)) return true;
   if (t->op == UMINUS) return negation_is_exact(t->left, c) && product_is_exact(t->left, c);
-  INT65 lo, hi;
-  if (!value_range(t, lo, hi, &c)) return false;
-  return !(lo == type_min(t->type) && hi == type_max(t->type));
+  return t->op == MULT && arith_cannot_wrap(t, &c);
 }
 
 void div_ICON_coef(NODE** p, const INT65& g) {
@@ -209,7 +206,7 @@ NODE* simp_DIV_by_ICON(NODE* t, SIMP_CTX& c) {
   if (d <= INT65(1)) return t;
   // (a * k) / d: when d divides k the quotient is a * (k / d); when k
   // divides d it is a / (d / k). Both need a * k not to wrap.
-  if (l->op == MULT && is_icon(l->right) && same_type(l->type, ty) && !value_range_is_full(l, c)) {
+  if (l->op == MULT && is_icon(l->right) && same_type(l->type, ty) && arith_cannot_wrap(l, &c)) {
     INT65 k = icon_in(l->right, ty);
     if (!k.is_zero() && (k % d).is_zero()) {
       l->right->value = truncate_to_type(k / d, ty);
@@ -223,9 +220,26 @@ NODE* simp_DIV_by_ICON(NODE* t, SIMP_CTX& c) {
       return t;
     }
   }
+  // (a << s) / d, the same with k = 2^s.
+  if (l->op == SLL && is_icon(l->right) && same_type(l->type, ty) && arith_cannot_wrap(l, &c)) {
+    INT65 sc = truncate_to_width(l->right->value, 32, false);
+    int dk = log2_exact(d);
+    if (sc < INT65(type_bits(ty)) && dk > 0) {
+      int s = static_cast<int>(sc.low);
+      if (s >= dk) {
+        l->right->value = INT65(s - dk);
+        c.changed = true;
+        return resimp(take_left(t), c);
+      }
+      r->value = INT65(1) << (dk - s);
+      t->left = take_left(l);
+      c.changed = true;
+      return t;
+    }
+  }
   // (a + b) / d where d divides both sides: a / d + b / d. And (a + k) / d
   // with d dividing a, 0 <= k < d and a not negative: a / d.
-  if (l->op == PLUS && same_type(l->type, ty) && !value_range_is_full(l, c)) {
+  if (l->op == PLUS && same_type(l->type, ty) && arith_cannot_wrap(l, &c)) {
     NODE* a = l->left;
     NODE* b = l->right;
     if (integer_DIV_is_exact(a, d) && integer_DIV_is_exact(b, d) && pure(l)) {
@@ -299,15 +313,6 @@ NODE* simp_MOD(NODE* t, SIMP_CTX& c) {
     return keep_effects(take_left(t), mk_icon(INT65(0), ty));
   }
   return t;
-}
-
-// True when the bounds of `t` are those of its type: nothing is known, and a
-// wrapped result can't be ruled out.
-bool value_range_is_full(NODE* t, SIMP_CTX& c) {
-  if (is_leaf(t)) return false;
-  INT65 lo, hi;
-  if (!value_range(t, lo, hi, &c)) return true;
-  return lo == type_min(t->type) && hi == type_max(t->type);
 }
 
 }  // namespace simp

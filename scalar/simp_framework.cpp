@@ -106,7 +106,8 @@ NODE* hoist_comma(NODE* t, SIMP_CTX& c) {
   if (!may_hoist_comma(t->op)) return nullptr;
   NODE** slot = nullptr;
   if (t->left && t->left->op == COMMAOP && t->left->right) slot = &t->left;
-  else if (t->right && t->right->op == COMMAOP && t->right->right && is_const(t->left) && t->op != QUEST)
+  else if (t->right && t->right->op == COMMAOP && t->right->right && is_const(t->left) && t->op != QUEST &&
+           t->op != ANDAND && t->op != OROR)  // their right side runs only sometimes
     slot = &t->right;
   if (!slot) return nullptr;
   NODE* comma = *slot;
@@ -127,7 +128,9 @@ NODE* simp_assoc(NODE* t, SIMP_CTX& c) {
   if (!is_commutative(op) || !t->left || !t->right) return t;
   NODE* l = t->left;
   NODE* r = t->right;
-  bool swap = (is_const(l) && !is_const(r)) || (!is_leaf(r) && is_leaf_like(l) && !is_const(r));
+  bool chained = r->op == op && is_icon(r->right) && same_type(r->type, t->type) && is_wrap_int(t->type);
+  bool swap = (is_const_like(l) && !is_const_like(r)) ||
+              (!is_leaf(r) && is_leaf_like(l) && !is_const_like(r) && !chained);
   // Pointer arithmetic keeps its pointer on the left.
   if (is_ptr_type(l->type) && !is_ptr_type(r->type)) swap = false;
   if (swap && may_exchange(l, r)) {

@@ -58,6 +58,10 @@ int log2_exact(const INT65& v);
 inline bool is_icon(const NODE* t) { return t && t->op == ICON; }
 inline bool is_fcon(const NODE* t) { return t && t->op == FCON && t->sym; }
 inline bool is_const(const NODE* t) { return is_icon(t) || is_fcon(t); }
+// A constant, or an integer constant converted to a pointer.
+inline bool is_const_like(const NODE* t) {
+  return is_const(t) || (t && (t->op == PCONV || t->op == ISP2CHAR) && is_icon(t->left));
+}
 inline const simul_fval* fval(const NODE* t) { return static_cast<const simul_fval*>(t->sym); }
 bool is_icon_value(const NODE* t, long long v);
 // An FCON equal (f_eq) to the small integer v; bit-exact for zeros with sign.
@@ -131,6 +135,8 @@ NODE* simp_assoc(NODE* t, SIMP_CTX& c);
 
 // Value bounds with the depth limit of the known-bits walk.
 bool value_range(NODE* t, INT65& lo, INT65& hi, SIMP_CTX* c);
+// The exact result of PLUS, MINUS, MULT, SLL or UMINUS can't leave its type.
+bool arith_cannot_wrap(NODE* t, SIMP_CTX* c);
 // Known bits over the type's width.
 void known_bits(NODE* t, const TYPE* type, INT65& zeros, INT65& ones);
 

@@ -22,16 +22,6 @@ NODE* restart(NODE* t, SIMP_CTX& c) {
   return t;
 }
 
-// The product x * k of an inner multiply cannot leave the range of its type.
-bool inner_product_fits(NODE* x, const INT65& k, const TYPE* t, SIMP_CTX& c) {
-  INT65 lo, hi;
-  if (!value_range(x, lo, hi, &c)) return false;
-  INT65 a = lo * k, b = hi * k;
-  INT65 mn = a < b ? a : b, mx = a < b ? b : a;
-  // Products of 32-bit ranges by 32-bit constants fit 65 bits.
-  return mn >= type_min(t) && mx <= type_max(t);
-}
-
 }  // namespace
 
 NODE* simp_MULT(NODE* t, SIMP_CTX& c) {
@@ -142,7 +132,7 @@ NODE* simp_MULT(NODE* t, SIMP_CTX& c) {
     TYPE* it = inner->type;
     if (is_wrap_int(it) && type_is_signed(it) && type_bits(l->type) >= type_bits(it) &&
         compatible_types(combined_type(l->type, r->type), ty, false) &&
-        inner_product_fits(inner->left, icon_in(inner->right, it), it, c)) {
+        arith_cannot_wrap(inner, &c)) {
       INT65 k = truncate_to_type(icon_in(inner->right, it) * icon_in(r, ty), ty);
       r->value = k;
       l->left = take_left(inner);

@@ -196,8 +196,7 @@ NODE* ordered_offset(NODE* t, SIMP_CTX& c) {
   if (t->op == EQ || t->op == NEQ || !is_icon(r) || l->op != PLUS || !is_icon(l->right)) return nullptr;
   if (!is_wrap_int(lt) || type_bits(lt) > 32 || !same_type(lt, r->type) || !same_type(l->left->type, lt)) return nullptr;
   if (type_is_signed(lt) == is_unsigned_relop(t->op)) return nullptr;
-  INT65 lo, hi;
-  if (!value_range(l, lo, hi, &c) || (lo == type_min(lt) && hi == type_max(lt))) return nullptr;
+  if (!arith_cannot_wrap(l, &c)) return nullptr;
   INT65 v = icon_in(r, lt) - icon_in(l->right, lt);
   if (!fits_type(v, lt)) return nullptr;
   erase_tree(l->right);

@@ -58,7 +58,7 @@ inline int op_named(const std::string& n) {
 }
 
 class SimpTest : public testing::Test {
- protected:
+ public:
   std::map<std::string, SYMTAB*> syms;
 
   void SetUp() override {
