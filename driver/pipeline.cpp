@@ -16,6 +16,7 @@
 #include "options/option_sets.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/simp.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"LS::validate", [] { if (currfuninfo->root_scope) currfuninfo->root_scope->validate(); }},
       {"hidden-result rewrite", hidden_result_rewrite},
       {"seq_trees", seq_trees},
+      {"unsimplify", unsimplify},
       {"buildcfg", buildcfg},
       {"renumber_bblocks", renumber_bblocks},
       {"write_func_header", write_func_header},

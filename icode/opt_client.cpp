@@ -14,6 +14,7 @@
 #include "ir/types.h"
 #include "options/option_sets.h"
 #include "options/global_flags.h"
+#include "scalar/simp.h"
 
 OPT_CLIENT opt_client;
 std::vector<OPTION_SET_TEXT> icode_optionlist;
@@ -210,6 +211,10 @@ void OPT_CLIENT::cl_comment(const char* text) { comment_or_asm(47, text, nullptr
 void OPT_CLIENT::cl_inline_asm(const char* text, PSN* psn) { comment_or_asm(36, text, psn); }
 
 void OPT_CLIENT::cl_end_func(PSN* psn) {
+  // No built-in descriptors exist on this target, so fix_BIF_types has
+  // nothing to retype; every statement is simplified.
+  for (LIST* l = currfuninfo->stmts; l; l = l->next)
+    if (l->tree) l->tree = simp_tree(l->tree, nullptr, nullptr);
   while (LS::current() && LS::current()->level > 0) LS::close(psn, nullptr, 0);
   if (!currfuninfo->eht && call_arguments_seen)
     for (LIST* l = currfuninfo->stmts; l; l = l->next) clear_call_arguments(l->tree);
