@@ -93,6 +93,54 @@ bool fold_int_binary(int op, const NODE* l, const NODE* r, TYPE* t, INT65& out) 
   return true;
 }
 
+// A binary32 value as significand and exponent: value = n * 2^e.
+struct BINARY32 {
+  bool negative;
+  int field;  // the biased exponent field
+  __int128 n;
+  int e;
+};
+
+BINARY32 decode32(const simul_fval* v) {
+  uint32_t bits = 0;
+  ieee_cvt_stof(v, &bits);
+  BINARY32 d;
+  d.negative = bits >> 31;
+  d.field = static_cast<int>((bits >> 23) & 0xff);
+  uint32_t frac = bits & 0x7fffff;
+  d.n = d.field ? (frac | 0x800000u) : frac;
+  d.e = (d.field ? d.field : 1) - 150;
+  return d;
+}
+
+// Whether r is a / b rounded to nearest even in binary32. The simulation
+// divides to 49 bits or more and then rounds again, which can land a
+// quotient right on a midpoint; this checks it in exact integer arithmetic.
+// In units of a quarter of r's last place, r is 4R and its rounding
+// interval reaches to the midpoints 4R - 2 (4R - 1 at the bottom of a
+// binade, where the spacing below halves) and 4R + 2.
+bool quotient_is_correctly_rounded(const simul_fval* a, const simul_fval* b, const simul_fval* r) {
+  BINARY32 x = decode32(a), y = decode32(b), q = decode32(r);
+  if (y.n == 0) return false;
+  if (x.n == 0) return q.n == 0 && q.negative == (x.negative != y.negative);
+  if (q.n == 0) return false;
+  if (q.negative != (x.negative != y.negative)) return false;
+  // Compare x.n * 2^s with y.n * (4R + k), s = x.e - y.e - q.e + 2.
+  int s = x.e - y.e - q.e + 2;
+  if (s > 60 || s < -60) return false;
+  __int128 lhs = x.n, scale = 1;
+  if (s >= 0) lhs <<= s;
+  else scale <<= -s;
+  __int128 four_r = q.n * 4;
+  __int128 below = four_r - ((q.n == 0x800000 && q.field > 1) ? 1 : 2);
+  __int128 above = four_r + 2;
+  __int128 lo = y.n * below * scale, hi = y.n * above * scale;
+  bool even = (q.n & 1) == 0;
+  if (lhs < lo || lhs > hi) return false;
+  if ((lhs == lo || lhs == hi) && !even) return false;
+  return true;
+}
+
 // A floating result is kept only when the simulation ran clean and the value
 // is an ordinary number of the target format.
 bool finish_float(simul_fval& r, int status, TYPE* t) {
@@ -113,7 +161,8 @@ bool fold_float_binary(int op, const NODE* l, const NODE* r, TYPE* t, simul_fval
     case DIV:
       if (f_is_zero(fval(r))) return false;
       st = f_div(fval(l), fval(r), &out);
-      break;
+      if (!finish_float(out, st, t)) return false;
+      return quotient_is_correctly_rounded(fval(l), fval(r), &out);
     default: return false;
   }
   return finish_float(out, st, t);
@@ -200,7 +249,9 @@ NODE* fold_unary(NODE* t) {
     case RECIP:
       if (f_is_zero(x)) return nullptr;
       st = f_div(&const_one, x, &r);
-      break;
+      if (!finish_float(r, st, ty) || !quotient_is_correctly_rounded(&const_one, x, &r))
+        return nullptr;
+      return mk_FCON(r, ty);
     case SQRT:
       if (!exact_sqrt(x, ty, r)) return nullptr;
       return mk_FCON(r, ty);

@@ -69,10 +69,23 @@ NODE* expand_EXPT(NODE* t) {
   return product;
 }
 
+// x + -c, the form the simplifier keeps, goes out as x - c.
+NODE* PLUS_of_negative_to_MINUS(NODE* t) {
+  NODE* k = t->right;
+  if (!is_icon(k) || !t->left || !is_int_type(k->type) || is_bool_type(k->type)) return t;
+  if (!is_wrap_int(t->type) && !is_ptr_type(t->type)) return t;
+  INT65 v = sign_extend_by_type(k->value, k->type);
+  if (!v.is_negative() || v == type_min(int_type_of(type_bits(k->type), true))) return t;
+  k->value = truncate_to_type(-v, k->type);
+  t->op = MINUS;
+  return t;
+}
+
 NODE* unsimp_tree(NODE* t) {
   if (!t) return t;
   t->left = unsimp_tree(t->left);
   t->right = unsimp_tree(t->right);
+  if (t->op == PLUS) return PLUS_of_negative_to_MINUS(t);
   if (t->op == ICALL) return revert_strict_ternary_ICALL(t);
   if (t->op == EXPT) return expand_EXPT(t);
   if (t->op == ASG) return ASG_to_opASG(t);
