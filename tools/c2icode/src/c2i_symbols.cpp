@@ -2,6 +2,7 @@
 // file's global table at once), locals and temporaries of the function
 // being translated, the unnamed objects behind wide strings and compound
 // literals, and the source positions they and the statements carry.
+#include <clang/AST/Attr.h>
 #include <clang/Basic/SourceManager.h>
 
 #include <cstring>
@@ -65,7 +66,19 @@ const clang::ValueDecl* defining_decl(const clang::ValueDecl* d) {
 
 }  // namespace
 
+void check_attributes(UNIT& u, const clang::Decl* d) {
+  // Attributes that change what a program does; those that only inform
+  // (noreturn, unused, format, ...) are accepted and ignored, and layout
+  // attributes are honoured by the layout.
+  for (const clang::Attr* a : d->attrs()) {
+    if (llvm::isa<clang::CleanupAttr, clang::AliasAttr, clang::IFuncAttr, clang::ConstructorAttr,
+                  clang::DestructorAttr, clang::ModeAttr, clang::WeakRefAttr>(a))
+      refuse(u, std::string("attribute '") + a->getSpelling() + "'", a->getLocation());
+  }
+}
+
 SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d) {
+  check_attributes(u, d);
   const auto* canon = llvm::cast<clang::ValueDecl>(d->getCanonicalDecl());
   auto it = u.globals.find(canon);
   if (it != u.globals.end()) return it->second;
@@ -137,6 +150,7 @@ SYMTAB* library_function(UNIT& u, const std::string& name, TYPE* type, PSN* psn)
 SYMTAB* local_symbol(UNIT& u, const clang::VarDecl* d) {
   auto it = u.fn->vars.find(d);
   if (it != u.fn->vars.end()) return it->second;
+  check_attributes(u, d);
   SYMTAB* s = new_symbol(d->getName().str(), rill_type(u, d->getType(), d->getLocation()), SC_LOCAL,
                          make_psn(u, d->getLocation()));
   s->lex_level = 2;

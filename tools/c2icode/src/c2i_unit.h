@@ -137,6 +137,8 @@ int64_t truncate_int(int64_t v, TYPE* t);
 float to_binary32(const llvm::APFloat& v);
 
 // ---- Symbols (c2i_symbols.cpp).
+// Refuses the attributes of `d` that would change the program's meaning.
+void check_attributes(UNIT& u, const clang::Decl* d);
 SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d);
 SYMTAB* new_symbol(const std::string& name, TYPE* type, int sclass, PSN* psn);
 // An external function known by name only (the library behind a builtin).
