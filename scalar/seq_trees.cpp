@@ -67,7 +67,7 @@ NODE* replace_global_constants(NODE* t, const NODE* parent, bool is_left, bool& 
   if (t->op == NAME && !is_lvalue_slot(parent, is_left)) {
     NODE* v = global_constant_value(t->name_symbol());
     if (v) {
-      TYPE* ty = t->type;
+      TYPE* ty = t->type->type_qualified();  // a value has no qualifiers
       NODE* k = coerce_to_type(ty, copy_tree(v, false));
       k->scope = t->scope;
       erase_tree(t);
