@@ -134,6 +134,23 @@ bool has_flow(const NODE* t) {
   return false;
 }
 
+// a && b as a ? (b != 0) : 0, and a || b as a ? 1 : (b != 0): a value that
+// can then go straight to where it is wanted.
+NODE* andor_as_quest(NODE* t) {
+  if (t->op != ANDAND && t->op != OROR) return t;
+  TYPE* ty = is_int_type(t->type) ? t->type : int_type();
+  NODE* a = t->left;
+  NODE* b = make_boolean(t->right, nullptr, nullptr);
+  LS* scope = t->scope;
+  bool is_and = t->op == ANDAND;
+  t->left = t->right = nullptr;
+  erase_tree(t);
+  NODE* k = mk_icon(INT65(is_and ? 0 : 1), ty);
+  b = coerce_to_type(ty, b);
+  NODE* colon = is_and ? maketree(COLON, b, k, ty, scope) : maketree(COLON, k, b, ty, scope);
+  return maketree(QUEST, a, colon, ty, scope);
+}
+
 NODE* seq_value(NODE* t, OUT& out);
 void seq_effect(NODE* t, OUT& out);
 void seq_cond(NODE* t, int yes, int no, OUT& out);
@@ -219,6 +236,9 @@ NODE* seq_value(NODE* t, OUT& out) {
     case QUEST: {
       NODE* colon = t->right;
       if (!colon || colon->op != COLON) break;
+      // Both arms may run without a branch: the conditional stays whole, as
+      // the intrinsic that evaluates both arms.
+      if (!is_void_kind(t->type) && quest_colon_is_strict(t)) return make_strict_ternary_ICALL(t);
       NODE* c = t->left;
       NODE* a = colon->left;
       NODE* b = colon->right;
@@ -342,8 +362,11 @@ void seq_effect(NODE* t, OUT& out) {
   // x = c ? a : b with a target that stays put: the assignment goes into
   // each arm, and no temporary is needed.
   bool is_assign = t->op == ASG || t->op == STASG || is_opASG(t->op);
+  if (is_assign && t->right && (t->right->op == ANDAND || t->right->op == OROR) && t->left &&
+      !tree_has_side_effects(t->left) && !has_flow(t->left))
+    t->right = andor_as_quest(t->right);
   if (is_assign && t->right && t->right->op == QUEST && t->right->right && t->right->right->op == COLON &&
-      t->left && !tree_has_side_effects(t->left) && !has_flow(t->left)) {
+      t->left && !tree_has_side_effects(t->left) && !has_flow(t->left) && !quest_colon_is_strict(t->right)) {
     NODE* q = t->right;
     NODE* c = q->left;
     NODE* a = q->right->left;
@@ -435,6 +458,7 @@ void seq_cond(NODE* t, int yes, int no, OUT& out) {
 
 int label_number(const NODE* label) { return static_cast<int>(label->value.as_int64()); }
 
+
 // A two-way branch on a constant is a branch, or nothing.
 NODE* decide_constant_branch(NODE* s) {
   if (!s || !is_const(s->left)) return s;
@@ -497,11 +521,34 @@ void seq_statement(NODE* t, OUT& out) {
       }
       out.add(t);
       return;
-    case SWITCH:
     case RETURN:
-      // The controlling expression or the value.
-      if (t->op == SWITCH) t->left = seq_value(t->left, out);
-      else t->right = seq_value(t->right, out);
+      if (t->right && (t->right->op == ANDAND || t->right->op == OROR)) t->right = andor_as_quest(t->right);
+      // return c ? a : b is if (c) return a; else return b.
+      if (t->right && t->right->op == QUEST && t->right->right && t->right->right->op == COLON &&
+          !quest_colon_is_strict(t->right)) {
+        NODE* q = t->right;
+        NODE* c = q->left;
+        NODE* a = q->right->left;
+        NODE* b = q->right->right;
+        q->left = q->right->left = q->right->right = nullptr;
+        erase_tree(q);
+        NODE* fn = t->left;
+        TYPE* ty = t->type;
+        t->left = t->right = nullptr;
+        erase_tree(t);
+        int la = next_label++, lb = next_label++;
+        seq_cond(c, la, lb, out);
+        out.add(mk_labeldef(la, scope));
+        seq_statement(maketree(RETURN, copy_tree(fn, false), a, ty, scope), out);
+        out.add(mk_labeldef(lb, scope));
+        seq_statement(maketree(RETURN, fn, b, ty, scope), out);
+        return;
+      }
+      t->right = seq_value(t->right, out);
+      out.add(t);
+      return;
+    case SWITCH:
+      t->left = seq_value(t->left, out);
       out.add(t);
       return;
     case PCOMMA:

@@ -162,7 +162,7 @@ NODE* simp_ANDOR_ANDOR(NODE* t, SIMP_CTX& c) {
   // Cheap sides that need no guard are evaluated both: no branch.
   if (pure(l) && pure(r) && !rhs_may_need_guard_in_lhs(r, l)) {
     int hl = andor_andor_height(l), hr = andor_andor_height(r);
-    if (hr <= 3 && hl + hr <= 6) {
+    if (hr <= 4 && hl + hr <= 8) {
       t->op = is_and ? ANDB : ORB;
       t->type = ty;
       c.changed = true;

@@ -126,11 +126,13 @@ bool strict_expr_allows_strict_expr(NODE* a, NODE* b, struct LOOP*) {
   return !needs_guard(b, a);
 }
 
+// The test runs first either way, so it may have effects of its own; the
+// arms may not, and neither may need the test as a guard.
 bool quest_colon_is_strict(NODE* q) {
   if (!q || q->op != QUEST || !q->right || q->right->op != COLON) return false;
   NODE* a = q->right->left;
   NODE* b = q->right->right;
-  if (!a || !b || tree_has_side_effects(a) || tree_has_side_effects(b) || tree_has_side_effects(q->left)) return false;
+  if (!a || !b || tree_has_side_effects(a) || tree_has_side_effects(b)) return false;
   return !needs_guard(a, q->left) && !needs_guard(b, q->left);
 }
 

@@ -425,3 +425,32 @@ NODE* peel_for_effect(NODE* t) {
   erase_tree(t);
   return join_effects(l, r);
 }
+
+namespace {
+
+// Statements for the effects of t, in order, behind `at`; gives the last.
+LIST* link_effects(NODE* t, LIST* at) {
+  if (!t) return at;
+  if (t->op == COMMAOP) {
+    NODE* a = t->left;
+    NODE* b = t->right;
+    t->left = t->right = nullptr;
+    erase_tree(t);
+    return link_effects(b, link_effects(a, at));
+  }
+  // The old value of x++ is not wanted here.
+  if (t->op == PLUSPLUS) t->op = PLUSASG;
+  else if (t->op == MINMIN) t->op = MINUSASG;
+  at->next = mkelist(t, at->next, at->psn);
+  return at->next;
+}
+
+}  // namespace
+
+void promote_tree(NODE* tree, LIST* cell) {
+  if (!cell) {
+    erase_tree(tree);
+    return;
+  }
+  link_effects(peel_for_effect(tree), cell);
+}

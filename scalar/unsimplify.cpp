@@ -1,8 +1,9 @@
 // unsimplify: the last clean-up before a function is written, turning the
 // forms that serve the analyses back into what the code generator takes:
-// x = x op y becomes x op= y, conditionals kept as intrinsic calls become
-// conditionals again, powers become products, and parameter copies to
-// locals that nothing reads are dropped from the argument prolog.
+// x = x op y becomes x op= y, x + -c becomes x - c, conditionals kept as
+// intrinsic calls become conditionals again, powers become products, a
+// two-way branch falls through to the block that follows it, and parameter
+// copies to locals that nothing reads are dropped from the argument prolog.
 #include <cstdio>
 #include <set>
 
@@ -86,6 +87,9 @@ NODE* unsimp_tree(NODE* t) {
   t->left = unsimp_tree(t->left);
   t->right = unsimp_tree(t->right);
   if (t->op == PLUS) return PLUS_of_negative_to_MINUS(t);
+  // A conversion to a pointer to char is an ordinary pointer conversion in
+  // a file.
+  if (t->op == ISP2CHAR) t->op = PCONV;
   if (t->op == ICALL) return revert_strict_ternary_ICALL(t);
   if (t->op == EXPT) return expand_EXPT(t);
   if (t->op == ASG) return ASG_to_opASG(t);
@@ -116,6 +120,23 @@ NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>
   return nullptr;
 }
 
+// A two-way branch goes out as a branch to its true target followed by a
+// branch to its false one; when the true target is the next block, the test
+// is turned round so that the second branch falls through.
+void fall_through_to_next(BBLK* bb) {
+  LIST* last = bb->statements;
+  while (last && last->next) last = last->next;
+  NODE* t = last ? last->tree : nullptr;
+  if (!t || t->op != IF || !t->left || !t->right || t->right->op != COLON) return;
+  NODE* yes = t->right->left;
+  NODE* no = t->right->right;
+  if (!yes || !no || !yes->lbl || !no->lbl || !bb->dflink) return;
+  if (yes->lbl->bb != bb->dflink || no->lbl->bb == bb->dflink) return;
+  t->left = invert_boolean_tree(t->left);
+  t->right->left = no;
+  t->right->right = yes;
+}
+
 }  // namespace
 
 }  // namespace simp
@@ -137,6 +158,7 @@ void unsimplify() {
       }
       l->tree = unsimp_tree(l->tree);
     }
+    fall_through_to_next(bb);
     // Statements emptied above leave their cells.
     LIST** link = &bb->statements;
     while (*link) {

@@ -130,6 +130,15 @@ struct EVAL {
         return v;
       }
       case COMMAOP: rv(n->left); return rv(n->right);
+      case ICALL:
+        // The conditional that evaluates both arms: COMMA(COMMA(c, a), b).
+        if (n->sym && strcmp(static_cast<const char*>(n->sym), "__strict_ternary") == 0) {
+          NODE* args = n->left;
+          bool c = test(args->left->left);
+          uint32_t a = as(args->left->right, k), b = as(args->right, k);
+          return c ? a : b;
+        }
+        throw std::runtime_error("unknown intrinsic");
       case SCONV: return as(n->left, k);
       case EXCLAIM: return !test(n->left);
       case ANDAND: return test(n->left) && test(n->right);

@@ -136,3 +136,20 @@ TEST_F(Bool, CommaOperators) {
 
 }  // namespace
 }  // namespace simp_test
+
+namespace simp_test {
+namespace {
+
+TEST_F(Bool, PromoteTreeKeepsOnlyEffectsInOrder) {
+  LIST* head = mkelist(parse("#x"), nullptr, nullptr);
+  promote_tree(parse("(PLUS i32 (COMMAOP i32 (ASG i32 #y 1:i32) #z) (PLUSPLUS i32 #w 1:i32))"), head);
+  std::vector<std::string> got;
+  for (LIST* l = head->next; l; l = l->next) got.push_back(show(l->tree));
+  std::vector<std::string> want = {"(ASG i32 #y 1:i32)", "(PLUSASG i32 #w 1:i32)"};
+  EXPECT_EQ(got, want);
+  promote_tree(parse("(PLUS i32 #x #y)"), head);
+  EXPECT_EQ(show(head->next->tree), "(ASG i32 #y 1:i32)") << "nothing to keep";
+}
+
+}  // namespace
+}  // namespace simp_test

@@ -83,11 +83,12 @@ class Seq : public SimpTest {
 };
 
 TEST_F(Seq, ConditionalValueBecomesBranchesToOneTemporary) {
-  auto out = sequence({"(ASG i32 #z (PLUS i32 (QUEST i32 (LT i32 #x #y) (COLON i32 #x #y)) 1:i32))"});
+  // A load through p may only happen when the test says so.
+  auto out = sequence({"(ASG i32 #z (PLUS i32 (QUEST i32 (LT i32 #x #y) (COLON i32 (UMULT i32 #p) #y)) 1:i32))"});
   ASSERT_EQ(out.size(), 8u);
   EXPECT_EQ(out[0], "if (LT i32 #x #y) 1 else 2");
   EXPECT_EQ(out[1], "label 1");
-  EXPECT_EQ(out[2], "(ASG i32 #$O$T1 #x)");
+  EXPECT_EQ(out[2], "(ASG i32 #$O$T1 (UMULT i32 #p))");
   EXPECT_EQ(out[3], "goto 3");
   EXPECT_EQ(out[4], "label 2");
   EXPECT_EQ(out[5], "(ASG i32 #$O$T1 #y)");
@@ -96,9 +97,27 @@ TEST_F(Seq, ConditionalValueBecomesBranchesToOneTemporary) {
 }
 
 TEST_F(Seq, AssignmentOfAConditionalGoesIntoItsArms) {
-  auto out = sequence({"(ASG i32 #z (QUEST i32 #x (COLON i32 #y 5:i32)))"});
-  std::vector<std::string> want = {"if #x 1 else 2", "label 1", "(ASG i32 #z #y)", "goto 3",
+  auto out = sequence({"(ASG i32 #z (QUEST i32 #x (COLON i32 (UMULT i32 #p) 5:i32)))"});
+  std::vector<std::string> want = {"if #x 1 else 2", "label 1", "(ASG i32 #z (UMULT i32 #p))", "goto 3",
                                    "label 2",        "(ASG i32 #z 5:i32)", "label 3"};
+  EXPECT_EQ(out, want);
+}
+
+TEST_F(Seq, ConditionalWithoutRiskStaysOneStatement) {
+  // Both arms can be evaluated without the test: no branch is made.
+  auto out = sequence({"(ASG i32 #z (QUEST i32 (LT i32 #x #y) (COLON i32 #x (PLUS i32 #y 1:i32))))"});
+  std::vector<std::string> want = {"(ASG i32 #z (ICALL i32 (COMMA void (COMMA void (LT i32 #x #y) #x) "
+                                   "(PLUS i32 #y 1:i32))))"};
+  EXPECT_EQ(out, want);
+  EXPECT_STREQ(static_cast<const char*>(currfuninfo->stmts->tree->right->sym), "__strict_ternary");
+  EXPECT_EQ(show(revert_strict_ternary_ICALL(copy_tree(currfuninfo->stmts->tree->right, false))),
+            "(QUEST i32 (LT i32 #x #y) (COLON i32 #x (PLUS i32 #y 1:i32)))");
+}
+
+TEST_F(Seq, ReturnOfAConditionalReturnsInEachArm) {
+  auto out = sequence({"(RETURN i32 #fn (QUEST i32 (LT i32 #x 2:i32) (COLON i32 #x (DIV i32 #y #x))))"});
+  std::vector<std::string> want = {"if (LT i32 #x 2:i32) 1 else 2", "label 1", "(RETURN i32 #fn #x)", "label 2",
+                                   "(RETURN i32 #fn (DIV i32 #y #x))"};
   EXPECT_EQ(out, want);
 }
 
@@ -119,7 +138,7 @@ TEST_F(Seq, EarlierOperandsAreFixedBeforeLaterCode) {
   EXPECT_EQ(out[0], "(ASG i32 #$O$T1 #x)");
   EXPECT_EQ(out.back(), "(ASG i32 #z (PLUS i32 #$O$T1 #$O$T2))");
   // Without effects on the right, no temporary is needed for x.
-  auto out2 = sequence({"(ASG i32 #z (PLUS i32 #x (QUEST i32 #y (COLON i32 #w 2:i32))))"}, false);
+  auto out2 = sequence({"(ASG i32 #z (PLUS i32 #x (QUEST i32 #y (COLON i32 (DIV i32 #w #z) 2:i32))))"}, false);
   EXPECT_NE(out2[0].find("if #y"), std::string::npos);
 }
 
