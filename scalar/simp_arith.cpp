@@ -50,8 +50,10 @@ NODE* simp_PLUS(NODE* t, SIMP_CTX& c) {
       return resimp(l, c);
     }
   }
-  if (is_wrap_int(ty) || is_flt_type(ty)) {
-    // x + (-y) is x - y, also in IEEE arithmetic.
+  // Integers only: in floating point x - y and x + (-y) agree except in the
+  // sign of a NaN, which the machine passes on.
+  if (is_wrap_int(ty)) {
+    // x + (-y) is x - y
     if (r->op == UMINUS && same_type(r->type, ty)) {
       t->right = take_left(r);
       t->op = MINUS;
@@ -76,7 +78,8 @@ NODE* simp_PLUS(NODE* t, SIMP_CTX& c) {
       c.changed = true;
       return as_type(take_left(l), ty, c);
     }
-    if (r->op == MINUS && same_type(r->type, ty) && pure(l) && trees_are_congruent(r->right, l)) {
+    // The kept x runs between the two reads of y: it must leave y alone.
+    if (r->op == MINUS && same_type(r->type, ty) && pure(l) && pure(r->left) && trees_are_congruent(r->right, l)) {
       t->right = nullptr;
       erase_tree(t);
       c.changed = true;
@@ -136,7 +139,8 @@ NODE* simp_MINUS(NODE* t, SIMP_CTX& c) {
     }
     // (x + y) - x is y; (x + y) - y is x
     if (l->op == PLUS && same_type(l->type, ty) && pure(r)) {
-      if (pure(l->left) && trees_are_congruent(l->left, r)) {
+      // y runs between the two reads of x: it must leave x alone.
+      if (pure(l->left) && pure(l->right) && trees_are_congruent(l->left, r)) {
         t->left = nullptr;
         erase_tree(t);
         c.changed = true;
@@ -160,8 +164,8 @@ NODE* simp_MINUS(NODE* t, SIMP_CTX& c) {
       return t;
     }
   }
-  if (is_wrap_int(ty) || is_flt_type(ty)) {
-    // x - (-y) is x + y, also in IEEE arithmetic.
+  if (is_wrap_int(ty)) {
+    // x - (-y) is x + y
     if (r->op == UMINUS && same_type(r->type, ty) && !is_ptr_type(l->type)) {
       t->right = take_left(r);
       t->op = PLUS;
@@ -169,17 +173,8 @@ NODE* simp_MINUS(NODE* t, SIMP_CTX& c) {
       return t;
     }
   }
-  if (is_flt_type(ty)) {
-    if (is_fcon_pos_zero(r)) return keep_operand(t, true, c);  // x - (+0) is x, -0 included
-    if (is_fcon_neg_zero(l)) {                                    // (-0) - x is -x
-      t->left = r;
-      t->right = nullptr;
-      erase_tree(l);
-      t->op = UMINUS;
-      c.changed = true;
-      return t;
-    }
-  }
+  // x - (+0) is x, -0 and NaN included.
+  if (is_flt_type(ty) && is_fcon_pos_zero(r)) return keep_operand(t, true, c);
   if (is_ptr_type(l->type)) {
     if (is_icon(r) && r->value.is_zero() && is_ptr_type(ty)) return keep_operand(t, true, c);
     // p - p is 0 for any valid p
@@ -203,8 +198,9 @@ NODE* simp_UMINUS(NODE* t, SIMP_CTX& c) {
     c.changed = true;
     return as_type(take_left(take_left(t)), ty, c);
   }
-  // -(x * c) is x * -c
-  if (x->op == MULT && is_const(x->right)) {
+  // -(x * c) is x * -c (for integers: a floating NaN keeps its sign through
+  // the product)
+  if (is_int && x->op == MULT && is_const(x->right)) {
     NODE* k = fold_constants(maketree(UMINUS, x->right, nullptr, ty, t->scope));
     if (is_const(k)) {
       x->right = k;
@@ -338,8 +334,8 @@ NODE* simp_SQR_ABS_SQRT(NODE* t, SIMP_CTX& c) {
   bool signed_int = is_wrap_int(ty) && type_is_signed(ty);
   switch (t->op) {
     case SQR:
-      // (-x)^2 and |x|^2 are x^2 in both arithmetics.
-      if ((is_wrap_int(ty) || is_flt_type(ty)) && (x->op == UMINUS || x->op == ABS)) {
+      // (-x)^2 and |x|^2 are x^2 (integers: a floating NaN keeps its sign).
+      if (is_wrap_int(ty) && (x->op == UMINUS || x->op == ABS)) {
         t->left = take_left(x);
         c.changed = true;
       }

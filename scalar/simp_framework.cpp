@@ -133,6 +133,12 @@ NODE* simp_assoc(NODE* t, SIMP_CTX& c) {
               (!is_leaf(r) && is_leaf_like(l) && !is_const_like(r) && !chained);
   // Pointer arithmetic keeps its pointer on the left.
   if (is_ptr_type(l->type) && !is_ptr_type(r->type)) swap = false;
+  // Of two NaN operands the machine passes on the first: floating operands
+  // change places only when one is an ordinary constant.
+  if (is_flt_type(l->type) || is_flt_type(r->type)) {
+    bool plain_const = (is_fcon(l) && !f_is_nan(fval(l))) || (is_fcon(r) && !f_is_nan(fval(r)));
+    if (!plain_const) swap = false;
+  }
   if (swap && may_exchange(l, r)) {
     t->left = r;
     t->right = l;

@@ -30,11 +30,12 @@ NODE* simp_MULT(NODE* t, SIMP_CTX& c) {
   TYPE* ty = t->type;
   if (!l || !r) return t;
   // 1-3: leaf right, constant right, power left.
-  if (!is_leaf(r) && is_leaf(l) && pure(l) && pure(r)) {
+  bool floating = is_flt_type(ty);
+  if (!is_leaf(r) && is_leaf(l) && pure(l) && pure(r) && !floating) {
     t->left = r, t->right = l;
     return restart(t, c);
   }
-  if (is_const(l) && !is_const(r)) {
+  if (is_const(l) && !is_const(r) && !(floating && is_fcon(l) && f_is_nan(fval(l)))) {
     t->left = r, t->right = l;
     return restart(t, c);
   }
