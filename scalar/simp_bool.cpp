@@ -49,6 +49,13 @@ NODE* boolean_of_const(NODE* t) {
 
 }  // namespace
 
+bool inverts_without_wrapper(const NODE* t) {
+  if (!t) return false;
+  if (trivially_invertible(t) || (is_icon(t) && returns_1_or_0(t))) return true;
+  if (t->op == EQ && t->left && returns_1_or_0(t->left) && is_icon(t->right) && t->right->value.is_zero()) return true;
+  return t->op == EXCLAIM && t->left && is_int_type(t->left->type);
+}
+
 NODE* simp_EXCLAIM(NODE* t, SIMP_CTX& c) {
   NODE* x = t->left;
   if (!x) return t;

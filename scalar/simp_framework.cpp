@@ -121,6 +121,8 @@ NODE* hoist_comma(NODE* t, SIMP_CTX& c) {
 
 namespace simp {
 
+int rounds_exhausted = 0;
+
 // Operand order of commutative operators, and constants of a chain of one
 // associative integer operator brought to its top: (a + 1) + 2 is a + 3.
 NODE* simp_assoc(NODE* t, SIMP_CTX& c) {
@@ -130,7 +132,7 @@ NODE* simp_assoc(NODE* t, SIMP_CTX& c) {
   NODE* r = t->right;
   bool chained = r->op == op && is_icon(r->right) && same_type(r->type, t->type) && is_wrap_int(t->type);
   bool swap = (is_const_like(l) && !is_const_like(r)) ||
-              (!is_leaf(r) && is_leaf_like(l) && !is_const_like(r) && !chained);
+              (!is_leaf_like(r) && is_leaf_like(l) && !is_const_like(r) && !chained);
   // Pointer arithmetic keeps its pointer on the left.
   if (is_ptr_type(l->type) && !is_ptr_type(r->type)) swap = false;
   // Of two NaN operands the machine passes on the first: floating operands
@@ -210,7 +212,9 @@ NODE* simp_node(NODE* t, struct LOOP* loop, CONTEXT* context) {
     if (!c.changed && r == t) return t;
     t = r;
   }
-  if (t && print_debug && fdebug) fprintf(fdebug, "~~~#SIMP#1 rule rounds exhausted at %s\n", opname(t->op));
+  ++simp::rounds_exhausted;
+  if (t && print_debug && fdebug)
+    fprintf(fdebug, "~~~#SIMP#1 rule rounds exhausted at %s: %s\n", opname(t->op), tree2infix(t, false));
   return t;
 }
 

@@ -18,6 +18,10 @@ struct SIMP_CTX {
 
 namespace simp {
 
+// Times simp_node gave up on a node after its bound on rule rounds: rules
+// that undo each other. Tests watch it stay 0.
+extern int rounds_exhausted;
+
 // ---- Types -----------------------------------------------------------------
 inline const TYPE* rep(const TYPE* t) { return t && t->rep ? t->rep : t; }
 // Integral or enum, bool included.
@@ -127,6 +131,8 @@ NODE* simp_MEMCPY(NODE* t, SIMP_CTX& c);
 NODE* simp_EXPT(NODE* t, SIMP_CTX& c);
 NODE* simp_vector_node(NODE* t, SIMP_CTX& c);
 
+// invert_boolean_tree gives something other than tree == 0.
+bool inverts_without_wrapper(const NODE* t);
 // Operators out of whose left operand a COMMAOP may move.
 bool may_hoist_comma(int op);
 

@@ -189,6 +189,10 @@ NODE* simp_EXPT(NODE* t, SIMP_CTX& c) {
   return t;
 }
 
+}  // namespace simp
+
+using namespace simp;
+
 bool tree_is_16x16_mpy(NODE* t) {
   if (!t || t->op != MULT || !t->left || !t->right) return false;
   if (type_bits(t->type) < 32 || !is_int_type(t->type)) return false;
@@ -203,4 +207,3 @@ bool tree_is_16x16_mpy(NODE* t) {
   return fits16(t->left) && fits16(t->right);
 }
 
-}  // namespace simp

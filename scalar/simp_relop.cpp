@@ -214,6 +214,12 @@ NODE* simp_relop(NODE* t, SIMP_CTX& c) {
   NODE* r = t->right;
   if (!l || !r) return t;
   bool ints = is_int_type(l->type) && is_int_type(r->type);
+  // A pointer equals itself.
+  if (!ints && is_ptr_type(l->type) && is_ptr_type(r->type) && !tree_has_side_effects(l) &&
+      trees_are_congruent(l, r)) {
+    int op = t->op;
+    return answer(t, op == EQ || op == LE || op == GE || op == ULE || op == UGE, c);
+  }
   if (!ints) return t;
   if (type_bits(l->type) > 32 || type_bits(r->type) > 32) return t;
   // x cmp x
@@ -226,8 +232,9 @@ NODE* simp_relop(NODE* t, SIMP_CTX& c) {
   // A value of 1 or 0 against 0 or 1 is itself or its opposite.
   if ((t->op == EQ || t->op == NEQ) && is_icon(r) && returns_1_or_0(l) && !is_icon(l)) {
     INT65 k = icon_in(r, l->type);
-    if (k.is_zero() || k == INT65(1)) {
-      bool keep = (t->op == NEQ) == k.is_zero();
+    bool keep = (t->op == NEQ) == k.is_zero();
+    // x == 0 stays itself unless x inverts into one comparison.
+    if ((k.is_zero() || k == INT65(1)) && (keep || inverts_without_wrapper(l) || t->op == NEQ)) {
       TYPE* ty = t->type;
       NODE* x = take_left(t);
       c.changed = true;

@@ -63,6 +63,12 @@ TEST_F(Relop, SameOperandsAndBooleans) {
   EXPECT_EQ(simp("(LE i32 #x #x)"), "1:i32");
   EXPECT_EQ(simp("(NEQ i32 #x #x)"), "0:i32");
   EXPECT_EQ(simp("(LT i32 #vx #vx)"), "(LT i32 #vx #vx)");
+  EXPECT_EQ(simp("(EQ i32 (UAND p.i32 #x) (UAND p.i32 #x))"), "1:i32");
+  EXPECT_EQ(simp("(NEQ i32 (UAND p.i32 #x) (UAND p.i32 #y))"), "(NEQ i32 (UAND p.i32 #x) (UAND p.i32 #y))")
+      << "two addresses stay in place";
+  EXPECT_EQ(simp("(EQ i32 (ANDB u32 #u 1:u32) 0:u32)"), "(EQ i32 (ANDB u32 #u 1:u32) 0:u32)")
+      << "a bit test against 0 stays itself";
+  EXPECT_EQ(simp("(NEQ i32 (ANDB u32 #u 1:u32) 1:u32)"), "(EQ i32 (ANDB u32 #u 1:u32) 0:u32)");
   EXPECT_EQ(simp("(NEQ i32 (LT i32 #x #y) 0:i32)"), "(LT i32 #x #y)");
   EXPECT_EQ(simp("(EQ i32 (LT i32 #x #y) 0:i32)"), "(GE i32 #x #y)");
   EXPECT_EQ(simp("(EQ i32 (LT i32 #x #y) 1:i32)"), "(LT i32 #x #y)");
