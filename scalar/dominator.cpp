@@ -210,6 +210,7 @@ int Dominator::immediate_dominator(int dfn) {
 }
 
 BBLK* Dominator::immediate_dominator(BBLK* bb) {
+  refresh();  // numbers may change
   int d = immediate_dominator(bb ? bb->dfn : 0);
   return d ? blocks[d] : nullptr;
 }
@@ -220,6 +221,7 @@ int Dominator::immediate_post_dominator(int dfn) {
 }
 
 BBLK* Dominator::immediate_post_dominator(BBLK* bb) {
+  refresh();
   int d = immediate_post_dominator(bb ? bb->dfn : 0);
   return d ? blocks[d] : nullptr;
 }
@@ -265,7 +267,10 @@ const std::vector<BBLK*>& Dominator::dominator_children(int dfn) {
   return in_range(dfn) ? dom_children[dfn] : none;
 }
 
-const std::vector<BBLK*>& Dominator::dominator_children(BBLK* bb) { return dominator_children(bb ? bb->dfn : 0); }
+const std::vector<BBLK*>& Dominator::dominator_children(BBLK* bb) {
+  refresh();
+  return dominator_children(bb ? bb->dfn : 0);
+}
 
 const std::vector<BBLK*>& Dominator::post_dominator_children(int dfn) {
   static const std::vector<BBLK*> none;
@@ -274,6 +279,7 @@ const std::vector<BBLK*>& Dominator::post_dominator_children(int dfn) {
 }
 
 const std::vector<BBLK*>& Dominator::post_dominator_children(BBLK* bb) {
+  refresh();
   return post_dominator_children(bb ? bb->dfn : 0);
 }
 

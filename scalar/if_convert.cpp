@@ -194,8 +194,8 @@ bool if_diamond(BBLK* bb, NODE* bi, BBLK* a, BBLK* b) {
   double p = if_label(bi, true)->edge_profile;
   quest->edge_profile = p;
   quest->right->edge_profile = p >= 0.0 ? 1.0 - p : p;
-  if (simpcfg_second && !tree_has_side_effects(quest)) {
-    if (quest_colon_is_strict(quest)) {
+  if (simpcfg_second) {
+    if (!tree_has_side_effects(quest) && quest_colon_is_strict(quest)) {
       quest = make_strict_ternary_ICALL(quest);
     } else if (!simpcfg_first) {
       erase_tree(quest);

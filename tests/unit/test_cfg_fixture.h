@@ -99,6 +99,15 @@ class CfgTest : public testing::Test {
     lex = 0;
   }
 
+  // A new function in place of the current one, within one test.
+  void reset() {
+    TearDown();
+    locals.clear();
+    params.clear();
+    param_order.clear();
+    SetUp();
+  }
+
   SYMTAB* global_symbol(const char* name, TYPE* type) {
     SYMTAB* s = new (zalloc0(0, sizeof(SYMTAB))) SYMTAB();
     s->name = zstrdup(0, name);
@@ -397,6 +406,18 @@ class CfgTest : public testing::Test {
           long d = eval(e->right);
           slot(e->left) = wrap(e->op == PLUSPLUS ? old + d : old - d, e->left->type);
           return old;
+        }
+        case ICALL: {
+          // The strict conditional: both arms evaluated, one chosen.
+          NODE* args = e->left;
+          if (e->sym && std::string(static_cast<const char*>(e->sym)) == "__strict_ternary" && args &&
+              args->op == COMMA && args->left && args->left->op == COMMA) {
+            long c = eval(args->left->left), a = eval(args->left->right), b = eval(args->right);
+            return c ? a : b;
+          }
+          ADD_FAILURE() << "intrinsic " << (e->sym ? static_cast<const char*>(e->sym) : "?");
+          out_of_steps_ = true;
+          return 0;
         }
         case CALL: case UCALL: {
           const NODE* f = e->left && e->left->op == UAND ? e->left->left : nullptr;
