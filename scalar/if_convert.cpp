@@ -158,16 +158,26 @@ bool convert_boolean_arm(NODE* test, NODE* arm) {
   return true;
 }
 
+// The arm may hang on either side of the test; on the false side the test
+// is read inverted. The arm then runs on both ways and the test decides
+// nothing any more.
 bool if_triangle(BBLK* bb, NODE* bi, BBLK* a, BBLK* b) {
-  NODE* arm = arm_statement(a, bb, b);
-  if (!arm || edge_length(b->predecessors) != 2 || !edge_memberp(a, b->predecessors)) return false;
   NODE* test = bi->left;
   if (tree_has_side_effects(test)) return false;
-  if (!convert_bit_copy(test, arm) && !convert_boolean_arm(test, arm)) return false;
-  // The arm now runs on both ways.
-  erase_tree(bi->left);
-  bi->left = mk_ICON(INT65(1), tp->basic[TYPE_PKG::BT_INT]);
-  return true;
+  for (bool sense : {true, false}) {
+    BBLK* arm_block = sense ? a : b;
+    BBLK* join = sense ? b : a;
+    NODE* arm = arm_statement(arm_block, bb, join);
+    if (!arm || edge_length(join->predecessors) != 2 || !edge_memberp(arm_block, join->predecessors)) continue;
+    NODE* t = sense ? test : simp_node(mk_EXCLAIM(copy_tree(test, false)), bb->loop, nullptr);
+    bool done = convert_bit_copy(t, arm) || convert_boolean_arm(t, arm);
+    if (!sense) erase_tree(t);
+    if (!done) continue;
+    erase_tree(bi->left);
+    bi->left = mk_ICON(INT65(sense ? 1 : 0), tp->basic[TYPE_PKG::BT_INT]);
+    return true;
+  }
+  return false;
 }
 
 bool if_diamond(BBLK* bb, NODE* bi, BBLK* a, BBLK* b) {

@@ -191,19 +191,20 @@ BBLK* make_never_reached_block() {
   return b;
 }
 
-void populate(BBLK* bb, NODE* sw) {
+// True when the switch changed.
+bool populate(BBLK* bb, NODE* sw) {
   CASES c;
   collect(sw->right, c);
-  if (!c.dflt || !c.dflt->left) return;
+  if (!c.dflt || !c.dflt->left) return false;
   NODE* dlabel = c.dflt->left;
   BBLK* old_default = label_target(dlabel);
-  if (!old_default) return;
-  if (dlabel->edge_profile > 0.0) return;
-  if (is_never_executed_call(first_stmt(old_default))) return;
+  if (!old_default) return false;
+  if (dlabel->edge_profile > 0.0) return false;
+  if (is_never_executed_call(first_stmt(old_default))) return false;
   NODE* e = sw->left;
-  if (!e || tree_has_side_effects(e)) return;
+  if (!e || tree_has_side_effects(e)) return false;
   const TYPE* rt = e->type && e->type->rep ? e->type->rep : e->type;
-  if (!rt || !(rt->is_integral() || rt->kind == TYPE::KIND_ENUM)) return;
+  if (!rt || !(rt->is_integral() || rt->kind == TYPE::KIND_ENUM)) return false;
   VALUE_SET vs = value_set(bb, sw);
   dprintf("~~~#OSiBB#2 minval: %s\n", text_of(vs.min, e->type).c_str());
   dprintf("~~~#OSiBB#3 maxval: %s\n", text_of(vs.max, e->type).c_str());
@@ -214,17 +215,17 @@ void populate(BBLK* bb, NODE* sw) {
     dprintf("--> Simplified to switch(%s)...\n", text_of(vs.min, e->type).c_str());
     sw->left = mk_ICON(vs.min, e->type);
     erase_tree(e);
-    return;
+    return true;
   }
   __int128 total = (vs.max - vs.min).i128() / vs.factor.i128() + 1;
   if (vs.max < vs.min || total <= 0 || total > kMaxPopulated) {
     dprintf("--> Range is <= 0 or >= 500\n");
-    return;
+    return false;
   }
   int n = static_cast<int>(total);
   int explicit_cases = static_cast<int>(c.cases.size());
   dprintf("~~~#OSiBB#1 Total CASEs=%d, explicit CASEs=%d, %s\n", n, explicit_cases, tree2infix(e, false));
-  if (!(n == explicit_cases || (n + 2 <= 2 * explicit_cases && explicit_cases >= 5))) return;
+  if (!(n == explicit_cases || (n + 2 <= 2 * explicit_cases && explicit_cases >= 5))) return false;
   for (int k = 0; k < n; ++k) {
     INT65 v = vs.min + INT65(k) * vs.factor;
     bool present = false;
@@ -240,6 +241,7 @@ void populate(BBLK* bb, NODE* sw) {
   point_label_at(dlabel, make_never_reached_block());
   rebuild(sw, c);
   recompute_successors(bb);
+  return true;
 }
 
 }  // namespace
@@ -277,10 +279,13 @@ void optimize_SWITCH_cases() {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t------ ENTERING 'optimize_SWITCH_cases' ----\n");
   std::vector<BBLK*> blocks;
   for (BBLK* b = cfg.bb_list; b; b = b->dflink) blocks.push_back(b);
+  bool changed = false;
   for (BBLK* b : blocks) {
     NODE* sw = last_stmt(b);
-    if (sw && sw->op == SWITCH) populate(b, sw);
+    if (sw && sw->op == SWITCH) changed = populate(b, sw) || changed;
   }
-  renumber_bblocks();
+  // An old default that nothing reaches any more goes.
+  if (changed) rebuildcfg();
+  else renumber_bblocks();
   check_cfg_after("optimize_SWITCH_cases");
 }

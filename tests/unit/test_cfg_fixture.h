@@ -199,6 +199,8 @@ class CfgTest : public testing::Test {
   }
 
   void expect_valid(const char* after) {
+    // Validation after each pass, by the passes themselves, found nothing.
+    EXPECT_FALSE(log_has("CFG errors!!!")) << "after " << after << "\n" << log_text();
     validate_cfg();
     EXPECT_EQ(cfg_errors_uncorrected, 0) << "after " << after << "\n" << log_text();
     EXPECT_EQ(cfg_errors_corrected, 0) << "after " << after << "\n" << log_text();

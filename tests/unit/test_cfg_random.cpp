@@ -34,7 +34,9 @@ class Random : public CfgTest {
     fi->stmts = nullptr;
     currfunc = fn;
     currfuninfo = fi;
-    rewind(log);
+    fclose(log);
+    log = tmpfile();
+    fdebug = log;
   }
 
   const char* vars[5] = {"a", "b", "x", "y", "i"};
@@ -261,6 +263,7 @@ class Random : public CfgTest {
       seq_trees();
       buildcfg();
       transform();
+      ASSERT_FALSE(log_has("CFG errors!!!")) << "seed " << seed << "\n" << log_text();
       validate_cfg();
       ASSERT_EQ(cfg_errors_uncorrected + cfg_errors_corrected, 0) << "seed " << seed << "\n" << log_text();
       for (size_t i = 0; i < inputs.size(); ++i) {
