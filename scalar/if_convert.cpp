@@ -49,14 +49,16 @@ bool split_update(NODE* s, NODE*& target, int& op, NODE*& value) {
     value = s->right;
     return true;
   }
-  if (s->op == ASG && s->right && (s->right->op == ANDB || s->right->op == ORB || s->right->op == XORB) &&
-      trees_are_congruent(s->left, s->right->left) && rep_of(s->right->type) == rep_of(s->left->type)) {
-    target = s->left;
-    op = s->right->op;
-    value = s->right->right;
-    return true;
-  }
-  return false;
+  if (s->op != ASG || !s->right || !(s->right->op == ANDB || s->right->op == ORB || s->right->op == XORB) ||
+      rep_of(s->right->type) != rep_of(s->left->type))
+    return false;
+  // The operators commute: x may stand on either side.
+  bool left = trees_are_congruent(s->left, s->right->left);
+  if (!left && !trees_are_congruent(s->left, s->right->right)) return false;
+  target = s->left;
+  op = s->right->op;
+  value = left ? s->right->right : s->right->left;
+  return true;
 }
 
 // The tested value and its bit when the test is `y & K2` or `(y & K2) != 0`.
@@ -102,8 +104,9 @@ bool convert_bit_copy(NODE* test, NODE* arm) {
   }
   moved = simp_tree(moved, nullptr, nullptr);
   if (arm->op == ASG) {
-    erase_tree(arm->right->right);
-    arm->right->right = moved;
+    NODE*& slot = arm->right->right == k ? arm->right->right : arm->right->left;
+    erase_tree(slot);
+    slot = moved;
   } else {
     erase_tree(arm->right);
     arm->right = moved;
@@ -135,7 +138,7 @@ bool convert_boolean_arm(NODE* test, NODE* arm) {
       folded = maketree(ANDB, c, v, vt, scope);
     }
     folded = simp_tree(folded, nullptr, nullptr);
-    if (arm->op == ASG) arm->right->right = folded;
+    if (arm->op == ASG) (arm->right->right == v ? arm->right->right : arm->right->left) = folded;
     else arm->right = folded;
     return true;
   }

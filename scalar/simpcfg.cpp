@@ -187,7 +187,7 @@ bool join_blocks(BBLK* bb, BBLK* s) {
 }
 
 void simpcfg(bool first, bool second) {
-  if (simpcfg_gate_closed || !cfg.bb_list) return;
+  if (simpcfg_gate_closed || pass_disable("simpcfg") || !cfg.bb_list) return;
   simpcfg_first = first;
   simpcfg_second = second;
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'simpcfg' ----------\n");

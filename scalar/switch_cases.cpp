@@ -199,7 +199,8 @@ bool populate(BBLK* bb, NODE* sw) {
   NODE* dlabel = c.dflt->left;
   BBLK* old_default = label_target(dlabel);
   if (!old_default) return false;
-  if (dlabel->edge_profile > 0.0) return false;
+  // Without profile counts the LABEL holds an estimated probability only.
+  if (function_profile_mode() == 2 && dlabel->edge_profile != 0.0) return false;
   if (is_never_executed_call(first_stmt(old_default))) return false;
   NODE* e = sw->left;
   if (!e || tree_has_side_effects(e)) return false;

@@ -164,6 +164,7 @@ TEST_F(Switch, ExpressionWithEffectsOrDefaultThatRunsIsLeftAlone) {
     mark(t->right);
   };
   mark(sw->right);
+  fi->profile_mode = 2;
   optimize_SWITCH_cases();
   EXPECT_FALSE(log_has("~~~#OSiBB#"));
 }
