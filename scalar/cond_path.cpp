@@ -30,7 +30,12 @@ void mark_cond_path(BBLK* bb) {
   NODE* pi = last_stmt(p);
   NODE* qi = last_stmt(q);
   if (!pi || !qi || pi->op != IF || qi->op != IF) return;
-  if (if_target(pi, true) != if_target(qi, true)) invert_IF(pi);
+  if (if_target(pi, true) != if_target(qi, true)) {
+    // Only an opposite test is worth turning round.
+    bool inverted = false;
+    if (!tests_are_congruent(pi->left, qi->left, &inverted) || !inverted) return;
+    invert_IF(pi);
+  }
   if (trees_are_congruent(pi->left, qi->left)) {
     bb->cond_path = 1;
     return;

@@ -414,3 +414,43 @@ TEST_F(Simp, ValidationReportsAndCorrects) {
 
 }  // namespace
 }  // namespace cfgtest
+
+namespace cfgtest {
+namespace {
+
+// The loop body is reached by the same test from before and from itself.
+void same_test_before_and_after(CfgTest& t, bool inverted_before) {
+  t.param("a");
+  t.prolog();
+  t.stmt(t.asg("x", t.n("a")));
+  if (inverted_before) {
+    t.cbranch(t.op2(LE, t.n("x"), t.k(0)), 9);
+  } else {
+    t.cbranch(t.op2(GT, t.n("x"), t.k(0)), 1);
+    t.go(9);
+  }
+  t.label(1);
+  t.out(t.n("x"));
+  t.stmt(t.asg("x", t.op2(MINUS, t.n("x"), t.k(1))));
+  t.cbranch(t.op2(GT, t.n("x"), t.k(0)), 1);
+  t.label(9);
+  t.ret(t.n("x"));
+}
+
+TEST_F(Simp, BlockBetweenTwoLikeTestsIsMarked) {
+  for (bool inverted : {false, true}) {
+    SCOPED_TRACE(inverted ? "opposite test before" : "same test before");
+    same_test_before_and_after(*this, inverted);
+    expect_same_runs({{3}, {0}, {-2}}, [] { simpcfg(false, false); });
+    ASSERT_NE(block_of(1), nullptr);
+    EXPECT_EQ(block_of(1)->cond_path, 1u);
+    reset();
+  }
+  opt_level = 1;
+  same_test_before_and_after(*this, false);
+  expect_same_runs({{3}}, [] { simpcfg(false, false); });
+  EXPECT_EQ(block_of(1)->cond_path, 0u) << "only above level 1";
+}
+
+}  // namespace
+}  // namespace cfgtest
