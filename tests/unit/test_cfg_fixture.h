@@ -73,7 +73,9 @@ class CfgTest : public testing::Test {
     static int serial = 0;
     std::string name = "cfgfn" + std::to_string(++serial);
     fn = global_symbol(name.c_str(), tp->mk_func(int_t, false, false, false, 0, 0, 0));
-    out_fn = global_symbol("out", tp->mk_func(int_t, false, false, false, 0, 0, 0));
+    // Symbols of level 0 live for the whole run: one out() for all tests.
+    static SYMTAB* the_out = global_symbol("out", tp->mk_func(int_t, false, false, false, 0, 0, 0));
+    out_fn = the_out;
     fi = make_FUNINFO(name.c_str());
     fi->sym = fn;
     fi->stmts = nullptr;
@@ -372,7 +374,7 @@ class CfgTest : public testing::Test {
         case ANDB: return bin([](long a, long b) { return a & b; });
         case ORB: return bin([](long a, long b) { return a | b; });
         case XORB: return bin([](long a, long b) { return a ^ b; });
-        case SLL: return bin([](long a, long b) { return a << (b & 31); });
+        case SLL: return bin([](long a, long b) { return static_cast<long>(static_cast<unsigned long>(a) << (b & 31)); });
         case SRL: {
           long a = eval(e->left), b = eval(e->right) & 31;
           if (is_uns(e->left)) return wrap(static_cast<long>(static_cast<unsigned long>(wrap(a, uint_of(e->left))) >> b), ty);
@@ -446,7 +448,7 @@ class CfgTest : public testing::Test {
               case ANDB: r = a & b; break;
               case ORB: r = a | b; break;
               case XORB: r = a ^ b; break;
-              case SLL: r = a << (b & 31); break;
+              case SLL: r = static_cast<long>(static_cast<unsigned long>(a) << (b & 31)); break;
               case SRL: r = a >> (b & 31); break;
               default: ADD_FAILURE() << "operator-assignment " << opname(e->op); break;
             }

@@ -217,7 +217,7 @@ TEST_F(Simp, SecondTestStaysWhenTheSideBlockChangesItsVariable) {
 }
 
 TEST_F(Simp, SecondTestStaysWhenACallMayChangeAGlobal) {
-  SYMTAB* g = global_symbol("g_test", int_t);
+  static SYMTAB* g = global_symbol("g_test", int_t);
   param("a");
   prolog();
   cbranch(op2(GT, mk_NAME(g, nullptr), k(0)), 1);
