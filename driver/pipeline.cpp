@@ -17,6 +17,7 @@
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
 #include "scalar/simp.h"
+#include "scalar/simpcfg.h"
 
 namespace {
 
@@ -46,6 +47,10 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"unsimplify", unsimplify},
       {"buildcfg", buildcfg},
       {"renumber_bblocks", renumber_bblocks},
+      {"rebuildcfg", rebuildcfg},
+      {"simpcfg(false, false)", [] { simpcfg(false, false); }},
+      {"simpcfg(true, false)", [] { simpcfg(true, false); }},
+      {"optimize_SWITCH_cases", optimize_SWITCH_cases},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},
       {"restore_global_flags", restore_global_flags},

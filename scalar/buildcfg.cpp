@@ -11,6 +11,8 @@
 #include "ir/types.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/simp.h"
+#include "scalar/simpcfg_rules.h"
 
 namespace {
 
@@ -153,8 +155,6 @@ void depth_first_order(int count) {
   cfg.bb_list = order_head;
 }
 
-bool is_arg_prolog(const NODE* t) { return t && t->op == PCOMMA; }
-
 void finish_cfg() {
   for (BBLK* b = cfg.all_blocks; b; b = b->allnext) {
     erase_edge_list(b->predecessors);
@@ -191,11 +191,13 @@ void finish_cfg() {
     link = &b->allnext;
   }
   LIST* first = cfg.bb_list ? cfg.bb_list->statements : nullptr;
-  cfg.arg_prolog = first && is_arg_prolog(first->tree) ? copy_tree(first->tree, false) : nullptr;
+  cfg.arg_prolog = first && tree_is_arg_prolog(first->tree) ? copy_tree(first->tree, false) : nullptr;
   if (currfuninfo) {
     currfuninfo->first_block = cfg.bb_list;
     currfuninfo->nblocks = cfg.bb_count;
   }
+  sync_label_values();
+  dominators_stale = true;
 }
 
 }  // namespace
@@ -248,6 +250,13 @@ void buildcfg() {
     else cur_head = cell;
     cur_tail = cell;
   };
+  // A pragma in front of the argument prolog goes behind it.
+  for (LIST* c = list; c && c->next; c = c->next)
+    if (c->tree && c->tree->op == PPRAGMA && tree_is_arg_prolog(c->next->tree)) {
+      std::swap(c->tree, c->next->tree);
+      std::swap(c->psn, c->next->psn);
+      c = c->next;
+    }
   LIST* l = list;
   while (l) {
     LIST* next = l->next;
@@ -350,11 +359,17 @@ void buildcfg() {
     }
     link_labels(b, t);
   }
+  if (tail_recursion_allowed())
+    for (size_t i = 0; i < blocks.size(); ++i) remove_self_tail_call(blocks[i], blocks);
   label_mapping.clear();
 
+  // Tail call removal may have split the entry.
+  blocks.clear();
+  for (BBLK* b = cfg.all_blocks; b; b = b->allnext) blocks.push_back(b);
   for (BBLK* b : blocks) order_successors(b);
   depth_first_order(static_cast<int>(blocks.size()));
   finish_cfg();
+  check_cfg_after("buildcfg");
 }
 
 void rebuildcfg() {
@@ -363,6 +378,7 @@ void rebuildcfg() {
   for (BBLK* b = cfg.all_blocks; b; b = b->allnext) order_successors(b);
   depth_first_order(n);
   finish_cfg();
+  check_cfg_after("rebuildcfg");
 }
 
 void renumber_bblocks() {
@@ -389,4 +405,6 @@ void renumber_bblocks() {
     if (every_block_continues && n > 0) currfuninfo->flags |= FUN_never_returns;
     currfuninfo->flags &= ~static_cast<uint32_t>(FUN_is_pure_fun);
   }
+  sync_label_values();
+  dominators_stale = true;
 }

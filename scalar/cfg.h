@@ -97,11 +97,48 @@ void fixup_edge_lists(BBLK* bb, NODE* tree);
 
 // The transfer that ends a block, or null.
 NODE* last_stmt(const BBLK* bb);
+LIST* last_cell(const BBLK* bb);
 bool is_transfer(int op);
+
+// Labels and the transfers that name them. Every LABEL below a transfer
+// points at the head label of its block.
+int fresh_label_number();
+LBL* ensure_label(BBLK* bb);
+BBLK* label_target(const NODE* label);
+void point_label_at(NODE* label, BBLK* bb);
+// Appends the targets of a transfer to `list`, without duplicates.
+EDGE* list_branch_targets(NODE* tree, EDGE* list);
+// Points the LABELs of a transfer that go to `from` at `to`; the count.
+int remap_labelrefs(NODE* tree, BBLK* from, BBLK* to);
+// The same over the transfers of a statement list.
+int subst_bb_for_bb_in_stmts(BBLK* to, BBLK* from, LIST* stmts);
+// Makes the successor list (and the predecessor lists of the blocks on
+// either side) agree with the targets of the block's last statement.
+void recompute_successors(BBLK* bb);
+// LABEL nodes take the current number of their label.
+void sync_label_values();
+EDGE* fast_sort_edge_list(EDGE* list);
+void unlink_from_allnext(BBLK* bb);
+
+// Statement lists of blocks.
+LIST* copy_statements(LIST* list, bool keep_positions);
+void append_statements(BBLK* bb, LIST* list);
+// Inserts `stmt` before the statement `before` of the block, or before its
+// ending transfer when `before` is null.
+void insert_stmt_before_stmt_in_bb(NODE* stmt, NODE* before, BBLK* bb, PSN* psn);
+BBLK* split_block(BBLK* bb, LIST* at);
+BBLK* split_cfg_edge(BBLK* from, BBLK* to);
 
 void seq_trees();
 void buildcfg();
 void rebuildcfg();
 void renumber_bblocks();
 void validate_cfg();
+// Counts of the last validate_cfg.
+extern int cfg_errors_corrected;
+extern int cfg_errors_uncorrected;
+// validate_cfg after a pass, when the debug keyword "validate_cfg" is set or
+// cfg_validate_always is.
+void check_cfg_after(const char* pass);
+extern bool cfg_validate_always;
 void forget_all_labels();

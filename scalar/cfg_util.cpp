@@ -40,11 +40,29 @@ BBLK* insert_new_bb(int dfn, BBLK* after, LIST* statements) {
   bb->dfn = dfn;
   if (bb->dflink) bb->dflink->rdflink = bb;
   else if (cfg.bb_list) cfg.bb_list->rdflink = bb;
-  int n = cfg.label_counter--;
-  if (cfg.label_counter < -30000) cfg.label_counter = -1;
-  bb->labels = mklabel(n, nullptr, bb);
+  bb->labels = mklabel(fresh_label_number(), nullptr, bb);
   cfg.changed = true;
   return bb;
+}
+
+int fresh_label_number() {
+  int n = cfg.label_counter--;
+  if (cfg.label_counter < -30000) cfg.label_counter = -1;
+  return n;
+}
+
+LBL* ensure_label(BBLK* bb) {
+  if (!bb->labels) bb->labels = mklabel(fresh_label_number(), nullptr, bb);
+  return bb->labels;
+}
+
+void unlink_from_allnext(BBLK* bb) {
+  for (BBLK** p = &cfg.all_blocks; *p; p = &(*p)->allnext)
+    if (*p == bb) {
+      *p = bb->allnext;
+      bb->allnext = nullptr;
+      return;
+    }
 }
 
 void erase_bblock(BBLK* bb) {
@@ -175,6 +193,13 @@ EDGE* sort_edge_list(EDGE* list) {
   return sorted;
 }
 
+EDGE* fast_sort_edge_list(EDGE* list) {
+  // Already sorted is the common case.
+  bool sorted = true;
+  for (EDGE* e = list; e && e->next && sorted; e = e->next) sorted = e->bb->dfn <= e->next->bb->dfn;
+  return sorted ? list : sort_edge_list(list);
+}
+
 namespace {
 std::map<int, LBL*> all_labels;  // every label of the current function
 }
@@ -196,7 +221,8 @@ LBL* find_label(int number) {
 void forget_all_labels() { all_labels.clear(); }
 
 NODE* mk_LABELREF_to_bb(BBLK* bb, LS* scope) {
-  NODE* n = mk_LABELREF(bb->labels->number, bb->labels);
+  LBL* l = ensure_label(bb);
+  NODE* n = mk_LABELREF(l->number, l);
   n->scope = scope;
   return n;
 }
@@ -215,11 +241,16 @@ bool is_transfer(int op) {
   return op == BRANCH || op == IF || op == SWITCH || op == RETURN || op == URETURN || op == CBRANCH;
 }
 
-NODE* last_stmt(const BBLK* bb) {
+LIST* last_cell(const BBLK* bb) {
   LIST* l = bb->statements;
   if (!l) return nullptr;
   while (l->next) l = l->next;
-  return l->tree;
+  return l;
+}
+
+NODE* last_stmt(const BBLK* bb) {
+  LIST* l = last_cell(bb);
+  return l ? l->tree : nullptr;
 }
 
 void fixup_edge_lists(BBLK* bb, NODE* tree) {

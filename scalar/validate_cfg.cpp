@@ -37,6 +37,16 @@ void label_targets(NODE* t, std::vector<BBLK*>& out) {
 
 }  // namespace
 
+int cfg_errors_corrected = 0;
+int cfg_errors_uncorrected = 0;
+bool cfg_validate_always = false;
+
+void check_cfg_after(const char* pass) {
+  if (!cfg_validate_always && !pass_debug("validate_cfg")) return;
+  dprintf("~~~#VCFG#1 after %s\n", pass);
+  validate_cfg();
+}
+
 void validate_cfg() {
   FILE* f = fdebug ? fdebug : stderr;
   int corrected = 0, uncorrected = 0;
@@ -122,6 +132,8 @@ void validate_cfg() {
     b->statements = nullptr;
     delink_old_bb(b);
   }
+  cfg_errors_corrected = corrected;
+  cfg_errors_uncorrected = uncorrected;
   fprintf(f, " ===== Corrected errors: %d, Uncorrected errors: %d\n\n", corrected, uncorrected);
   if (uncorrected) fprintf(f, "\n\n +++++ %d Uncorrected CFG errors!!!", uncorrected);
   else if (corrected) fprintf(f, "\n\n ----- %d Corrected CFG errors!!!", corrected);

@@ -1,0 +1,220 @@
+// The rules of simpcfg for a block that ends in a test: IF with two
+// successors, and SWITCH.
+#include "driver/globals.h"
+#include "ir/opt_expr.h"
+#include "ir/symbol.h"
+#include "ir/types.h"
+#include "options/global_flags.h"
+#include "scalar/cfg.h"
+#include "scalar/simp.h"
+#include "scalar/simpcfg.h"
+#include "scalar/simpcfg_rules.h"
+
+namespace {
+
+bool is_bitfield_access(const NODE* lv) {
+  for (; lv; lv = lv->left) {
+    if ((lv->op == STDOT || lv->op == STREF) && lv->right && lv->right->op == FIELD && lv->right->mval &&
+        lv->right->mval->is_bitfield)
+      return true;
+    if (lv->op == VFIELD) return true;
+    if (lv->op != STDOT) return false;
+  }
+  return false;
+}
+
+const TYPE* rep_of(const TYPE* t) { return t && t->rep ? t->rep : t; }
+
+// The value an assignment yields, without running it again: the constant
+// at the end of a chain of assignments of one type, or the target read back.
+NODE* value_of_assignment(NODE* asg) {
+  NODE* v = asg;
+  while (v && v->op == ASG) {
+    if (is_bitfield_access(v->left) || rep_of(v->left->type) != rep_of(asg->type)) break;
+    v = v->right;
+  }
+  if (v && v->op == ICON && rep_of(v->type) == rep_of(asg->type)) return copy_tree(v, false);
+  NODE* target = asg->left;
+  if (is_bitfield_access(target) || tree_has_side_effects(target)) return nullptr;
+  return copy_tree(target, false);
+}
+
+// 5a: the test simplified again, and assignments out of it.
+bool resimplify_IF(BBLK* bb) {
+  LIST* cell = last_cell(bb);
+  cell->tree = simp_node(cell->tree, bb->loop, nullptr);
+  NODE* t = cell->tree;
+  optassert(t && t->op == IF);
+  bool changed = false;
+  for (int guard = 0; guard < 8 && t->left; ++guard) {
+    NODE* c = t->left;
+    if (c->op == COMMAOP) {
+      t->left = c->right;
+      NODE* first = c->left;
+      c->left = c->right = nullptr;
+      erase_tree(c);
+      NODE* rest = peel_for_effect(first);
+      if (rest) insert_stmt_before_stmt_in_bb(rest, t, bb, cell->psn);
+      changed = true;
+      continue;
+    }
+    // The assignment is the test. (Within a comparison it is the counter
+    // loop's business.)
+    if (c->op != ASG) break;
+    NODE* value = value_of_assignment(c);
+    if (!value) break;
+    NODE* asg = c;
+    t->left = value;
+    insert_stmt_before_stmt_in_bb(asg, t, bb, cell->psn);
+    changed = true;
+  }
+  if (changed) t->left = simp_for_control(t->left, bb->loop, nullptr);
+  return changed;
+}
+
+bool test_is_pure(const NODE* test) { return test && !tree_has_side_effects(test); }
+
+// 5c: B to X to T and B to T, T testing what B tested, X changing none of
+// it: both ways already know T's answer.
+bool bypass_diamond(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  if (!test_is_pure(bi->left)) return false;
+  for (bool sense : {true, false}) {
+    BBLK* t = if_target(bi, sense);
+    BBLK* x = if_target(bi, !sense);
+    if (!t || !x || t == bb || x == bb || t == x || t == cfg.bb_list || !is_lone_IF(t)) continue;
+    if (edge_length(t->predecessors) != 2 || !edge_memberp(x, t->predecessors)) continue;
+    if (edge_length(x->predecessors) != 1 || edge_length(x->successors) != 1 || x->successors->bb != t) continue;
+    NODE* xl = last_stmt(x);
+    if (!xl || xl->op != BRANCH) continue;
+    NODE* ti = first_stmt(t);
+    bool inverted = false;
+    if (if_has_ENDLOOP(ti) || !tests_are_congruent(bi->left, ti->left, &inverted)) continue;
+    if (bb_modifies_lvalue_in_tree(x, bi->left)) continue;
+    BBLK* direct = if_target(ti, inverted ? !sense : sense);
+    BBLK* through = if_target(ti, inverted ? sense : !sense);
+    if (!direct || !through) continue;
+    point_label_at(if_label(bi, sense), direct);
+    recompute_successors(bb);
+    point_label_at(xl->left, through);
+    recompute_successors(x);
+    return true;
+  }
+  return false;
+}
+
+// 5d: the target is nothing but a test that B's outcome decides.
+bool thread_implied_IF(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  for (bool sense : {true, false}) {
+    BBLK* t = if_target(bi, sense);
+    if (!t || t == bb || !is_lone_IF(t)) continue;
+    NODE* ti = first_stmt(t);
+    bool inverted = false;
+    if (!test_is_pure(ti->left) || !tests_are_congruent(bi->left, ti->left, &inverted)) continue;
+    BBLK* next = if_target(ti, inverted ? !sense : sense);
+    if (!next || next == t || is_lone_BRANCH(next)) continue;
+    point_label_at(if_label(bi, sense), next);
+    recompute_successors(bb);
+    return true;
+  }
+  return false;
+}
+
+// 5e: the false target tests again and goes where B's true way goes
+// whenever B's test holds: B's test is not needed.
+bool drop_implied_test(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  BBLK* f = if_target(bi, false);
+  if (!f || f == bb || !is_lone_IF(f) || !test_is_pure(bi->left)) return false;
+  if (bi->left->op == ICON) return false;
+  NODE* fi = first_stmt(f);
+  bool inverted = false;
+  if (!test_is_pure(fi->left) || !tests_are_congruent(bi->left, fi->left, &inverted)) return false;
+  if (if_target(fi, !inverted) != if_target(bi, true)) return false;
+  erase_tree(bi->left);
+  bi->left = mk_ICON(INT65(0), tp->basic[TYPE_PKG::BT_INT]);
+  return true;
+}
+
+// 5f: a constant test.
+bool constant_IF(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  if (!bi->left || bi->left->op != ICON) return false;
+  turn_into_BRANCH(bb, if_label(bi, !bi->left->value.is_zero()), true);
+  return true;
+}
+
+// 5g: both ways run the same statements.
+bool congruent_targets(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  BBLK* a = if_target(bi, true);
+  BBLK* b = if_target(bi, false);
+  if (!a || !b || a == b || a->loop != b->loop) return false;
+  if (!tree_lists_are_congruent(a->statements, b->statements)) return false;
+  point_label_at(if_label(bi, false), a);
+  recompute_successors(bb);
+  return true;
+}
+
+// 5h: the later way is only a jump to the earlier one.
+bool lone_branch_arm(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  BBLK* a = if_target(bi, true);
+  BBLK* b = if_target(bi, false);
+  if (!a || !b || a == b) return false;
+  BBLK* later = a->dfn > b->dfn ? a : b;
+  BBLK* earlier = later == a ? b : a;
+  if (later->pinned || edge_length(later->predecessors) != 1) return false;
+  LIST* l = later->statements;
+  while (l && l->next && l->tree && l->tree->op == ASM && l->tree->value.as_int64() == 47) l = l->next;
+  if (!l || l->next || !l->tree || l->tree->op != BRANCH || label_target(l->tree->left) != earlier) return false;
+  point_label_at(if_label(bi, later == a), earlier);
+  recompute_successors(bb);
+  return true;
+}
+
+// 5k: the next block in layout tests the same again and is one of B's
+// ways; B may as well go there at once.
+bool next_block_same_test(BBLK* bb) {
+  NODE* bi = last_stmt(bb);
+  BBLK* n = next_live_block(bb);
+  if (!n || n == bb || !is_lone_IF(n) || !test_is_pure(bi->left)) return false;
+  NODE* ni = first_stmt(n);
+  bool inverted = false;
+  if (if_has_ENDLOOP(ni) || !tests_are_congruent(bi->left, ni->left, &inverted)) return false;
+  for (bool sense : {true, false}) {
+    if (if_target(bi, sense) != n) continue;
+    BBLK* other = if_target(bi, !sense);
+    // Where n goes when the test has B's other outcome.
+    if (if_target(ni, inverted ? sense : !sense) != other) continue;
+    turn_into_BRANCH(bb, if_label(bi, sense), true);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool conditional_rules(BBLK* bb) {
+  NODE* last = last_stmt(bb);
+  if (last->op == SWITCH) return simplify_SWITCH(bb);
+  bool changed = resimplify_IF(bb);
+  NODE* bi = last_stmt(bb);
+  for (bool sense : {true, false}) {
+    NODE* label = if_label(bi, sense);
+    if (is_lone_BRANCH(label_target(label)) && chain_branch(bb, label)) changed = true;
+  }
+  if (changed) return true;
+  if (opt_level >= 1 && !if_has_ENDLOOP(bi) && bypass_diamond(bb)) return true;
+  if (thread_implied_IF(bb)) return true;
+  if (drop_implied_test(bb)) return true;
+  if (constant_IF(bb)) return true;
+  if (congruent_targets(bb)) return true;
+  if (lone_branch_arm(bb)) return true;
+  if (simpcfg_first && next_block_same_test(bb)) return true;
+  if (if_to_quest(bb)) return true;
+  if (merge_IFs_into_OROR(bb)) return true;
+  if (invert_counter_loop_test(bb)) return true;
+  return false;
+}
