@@ -156,7 +156,6 @@ bool merge_pair(BBLK* b, BBLK* c, bool inverted) {
   }
   append_statements(other, mkelist(mk_BRANCH(common, scope), nullptr, psn));
   recompute_successors(other);
-  dprintf("\n\tBB %d is redundant with BB %d\n", other->dfn, common->dfn);
   return true;
 }
 
