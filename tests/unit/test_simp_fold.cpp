@@ -164,7 +164,7 @@ TEST_F(Fold, IntegerFoldsAgreeWithCArithmetic) {
     switch (op) {
       case PLUS: want = a + b; break;
       case MINUS: want = a - b; break;
-      case MULT: want = a * b; break;
+      case MULT: want = static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b)); break;
       case DIV: defined = b != 0 && !(sgn && bits == 32 && a == INT32_MIN && b == -1); if (defined) want = a / b; break;
       case MOD: defined = b != 0 && !(sgn && bits == 32 && a == INT32_MIN && b == -1); if (defined) want = a % b; break;
       case ANDB: want = a & b; break;
