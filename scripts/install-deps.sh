@@ -3,6 +3,8 @@
 # packages already present.
 set -euo pipefail
 pkgs=(cmake ninja-build g++ libboost-dev libgtest-dev llvm-14-tools python3 libclang-14-dev libclang-cpp14-dev llvm-14-dev csmith libcsmith-dev)
+# clang and its runtimes build the fuzz targets (tests/fuzz).
+pkgs+=(clang-14 libclang-rt-14-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,0 +1,417 @@
+"""The pieces of a differential run of zopt, shared by tests/diff/run,
+tests/diff/reduce and the benchmarks under bench/.
+
+A C program becomes icode through c2icode; icode-run on that file is the
+reference. zopt then optimises it under each option variant, the output must
+be well formed (zopt reads it back, and a second reading at level 0 gives the
+same file but for the command-line comments), and it must run exactly as the
+reference: the same standard output and the same exit status.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+TOP = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+# Option variants of zopt: every level, then keywords and options that steer
+# passes. A debug log or an information file must never change the code.
+VARIANTS = [
+    "--opt_level=0",
+    "--opt_level=1",
+    "--opt_level=2",
+    "--opt_level=3",
+    "--opt_level=4",
+    "--opt_level=2 --debug_level=1 --info_level=1 --debug=split_odb",
+    "--opt_level=4 --enable=lir",
+    "--opt_level=4 --enable=lir_early,lir_mid,lir_late,lir_late_ssa",
+    "--opt_level=3 --disable=vn,superblock_opt,tail_duplication,inline_folding",
+    "--opt_level=3 --opt_for_space=3 --size_speed_goal=0",
+]
+
+# csmith without 8-bit and 64-bit types: Rill's smallest integer has 16 bits,
+# and the front end's csmith prelude relies on these flags.
+CSMITH_FLAGS = ["--no-longlong", "--no-int8", "--no-uint8"]
+CSMITH_INCLUDE = "/usr/include/csmith"
+
+# icode-run's exit status for an error of the program (undefined behaviour,
+# the step limit) and for a file it cannot run at all.
+RUN_PROGRAM_ERROR = 3
+RUN_CANNOT_RUN = 1
+
+
+class Tools:
+    """Paths of the programs of one build."""
+
+    def __init__(self, build, c2icode=None, csmith=None, corpus=None):
+        self.build = os.path.abspath(build)
+        self.zopt = os.path.join(self.build, "zopt")
+        self.icode_run = os.path.join(self.build, "tools", "icode-run", "icode-run")
+        self.c2icode = os.path.abspath(c2icode) if c2icode else os.path.join(
+            self.build, "tools", "c2icode", "c2icode")
+        self.csmith = csmith or shutil.which("csmith")
+        self.corpus = corpus or os.path.join(TOP, "tests", "c")
+        self.csmith_prelude = os.path.join(self.corpus, "csmith", "rill_csmith.h")
+
+    def missing(self, want_csmith=False):
+        """Names of the programs a run needs and this build lacks."""
+        need = [self.zopt, self.icode_run, self.c2icode]
+        gone = [p for p in need if not os.access(p, os.X_OK)]
+        if want_csmith:
+            if not self.csmith:
+                gone.append("csmith")
+            if not os.path.exists(self.csmith_prelude):
+                gone.append(self.csmith_prelude)
+        return gone
+
+
+class Result:
+    """What came of one command: status (None on a time-out) and output."""
+
+    def __init__(self, status, out, err):
+        self.status, self.out, self.err = status, out, err
+
+    @property
+    def timed_out(self):
+        return self.status is None
+
+
+def run(cmd, timeout, cwd=None):
+    try:
+        r = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout, cwd=cwd)
+        return Result(r.returncode, r.stdout, r.stderr)
+    except subprocess.TimeoutExpired as e:
+        return Result(None, e.stdout or b"", e.stderr or b"")
+    except OSError as e:  # a program that vanished or cannot be started
+        return Result(127, b"", str(e).encode())
+
+
+SANITIZER_MARKS = (b"ERROR: AddressSanitizer", b"ERROR: LeakSanitizer", b"runtime error:")
+
+
+def sanitizer_report(result):
+    """The sanitizer's report in a run's standard error, or None."""
+    if any(m in result.err for m in SANITIZER_MARKS):
+        return tail(result.err, 30)
+    return None
+
+
+def tail(data, lines=6):
+    text = data.decode(errors="replace").rstrip() if isinstance(data, bytes) else data.rstrip()
+    return "\n".join(text.splitlines()[-lines:])
+
+
+def csmith_program(tools, seed, directory, timeout=60):
+    """Writes csmith's program of `seed` into `directory`; its path, or None."""
+    src = os.path.join(directory, "s%d.c" % seed)
+    # csmith leaves platform.info in its working directory.
+    r = run([tools.csmith] + CSMITH_FLAGS + ["-s", str(seed), "-o", src], timeout, cwd=directory)
+    return src if r.status == 0 and os.path.exists(src) else None
+
+
+def front_end_flags(tools, csmith):
+    if not csmith:
+        return []
+    return ["-I", CSMITH_INCLUDE, "-include", tools.csmith_prelude]
+
+
+def compile_c(tools, src, out, csmith=False, timeout=120):
+    return run([tools.c2icode] + front_end_flags(tools, csmith) + [src, "-o", out], timeout)
+
+
+def run_icode(tools, icode, max_steps, timeout, stats=False):
+    cmd = [tools.icode_run, icode, "--max-steps", str(max_steps)]
+    if stats:
+        cmd.append("--stats")
+    return run(cmd, timeout)
+
+
+def weighted_cost(result):
+    """The weighted cost from icode-run --stats, or None."""
+    for line in result.err.decode(errors="replace").splitlines():
+        if line.strip().startswith("weighted cost"):
+            return int(line.split()[-1])
+    return None
+
+
+def reference_skip_reason(result):
+    """Why a reference run cannot judge zopt; None when it can."""
+    if result.timed_out:
+        return "reference timed out"
+    if result.status == RUN_PROGRAM_ERROR:
+        if b"step limit" in result.err:
+            return "reference reached the step limit"
+        return "reference has undefined behaviour"
+    if result.status == RUN_CANNOT_RUN:
+        return "reference cannot run"
+    return None
+
+
+# ---------------------------------------------------------------------------
+# Icode records, for comparing two files that differ only in the comments
+# that zopt writes with its command line.
+
+
+def _uint(data, pos):
+    value = shift = 0
+    for i in range(5):
+        if pos >= len(data):
+            raise ValueError("truncated number at %d" % pos)
+        b = data[pos]
+        pos += 1
+        value |= (b & 0x7F) << shift
+        shift += 7
+        if not b & 0x80:
+            return value, pos
+    raise ValueError("number of more than five bytes at %d" % pos)
+
+
+def _records(data):
+    """(position, id, body start, end) of every record; 255 has no body."""
+    pos = 0
+    out = []
+    while pos < len(data):
+        start = pos
+        rid = data[pos]
+        pos += 1
+        if rid == 255:
+            out.append((start, rid, pos, pos))
+            continue
+        length, pos = _uint(data, pos)
+        if pos + length > len(data):
+            raise ValueError("record %d at %d runs past the end" % (rid, start))
+        out.append((start, rid, pos, pos + length))
+        pos += length
+    return out
+
+
+COMMENT = 47
+SYMBOL = 35
+MAGIC = 8
+
+
+def _is_command_line(data, rid, body, end):
+    return rid == COMMENT and data[body:body + 2] == b";\t"
+
+
+def _symbol_file_offset(data, body, end):
+    """Start and end of the file-offset field of a symbol record."""
+    pos = data.index(b"\0", body, end) + 1  # name
+    for _ in range(2):  # size, offset
+        _, pos = _uint(data, pos)
+    pos += 1 + 2  # storage class, qualifier
+    for _ in range(3):  # type, second type, align
+        _, pos = _uint(data, pos)
+    pos += 1  # number of pragmas
+    _, after = _uint(data, pos)
+    return pos, after
+
+
+def normalized_records(path):
+    """The records of an icode file with the command-line comments left out,
+    the header's section offsets blanked, and the file offsets of symbols
+    moved back by the bytes of the comments in front of them."""
+    with open(path, "rb") as f:
+        data = f.read()
+    recs = _records(data)
+    if not recs or recs[0][1] != MAGIC:
+        raise ValueError("no header record")
+    dropped = [(start, end - start) for start, rid, body, end in recs
+               if _is_command_line(data, rid, body, end)]
+
+    def moved(offset):
+        return offset - sum(size for start, size in dropped if start < offset)
+
+    out = []
+    for start, rid, body, end in recs:
+        if _is_command_line(data, rid, body, end):
+            continue
+        chunk = data[body:end]
+        if rid == MAGIC:
+            magic_end = data.index(b"\0", body, end) + 1
+            offsets = magic_end - body + 4  # behind version and cpu id
+            chunk = chunk[:offsets] + b"\0" * 20 + chunk[offsets + 20:]
+        elif rid == SYMBOL:
+            field, after = _symbol_file_offset(data, body, end)
+            offset, _ = _uint(data, field)
+            chunk = (data[body:field], moved(offset) if offset else 0, data[after:end])
+        out.append((rid, chunk))
+    return out
+
+
+def same_but_comments(a, b):
+    """None when the files are the same but for command-line comments, else
+    a short description of the first difference."""
+    try:
+        ra, rb = normalized_records(a), normalized_records(b)
+    except ValueError as e:
+        return "cannot split into records: %s" % e
+    for i, (x, y) in enumerate(zip(ra, rb)):
+        if x != y:
+            return "record %d differs (id %d against id %d)" % (i, x[0], y[0])
+    if len(ra) != len(rb):
+        return "%d records against %d" % (len(ra), len(rb))
+    return None
+
+
+# ---------------------------------------------------------------------------
+# One program under every variant.
+
+
+class Outcome:
+    """What one program gave: a skip reason, or the failures of its variants
+    (pairs of variant and text) and the weighted cost of each run."""
+
+    def __init__(self, name):
+        self.name = name
+        self.skipped = None
+        self.failures = []
+        self.costs = {}
+        self.compared = 0
+
+
+def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check=None, checked=None):
+    """Optimises `ref_icode` under `variant` and runs the result. Gives the
+    text of the failure (None when all is well) and the run's weighted cost.
+    `checked` holds the outputs the independent checker has passed already
+    (normalised records), so that each different output is checked once."""
+    tag = variant.replace("--", "").replace("=", "").replace(" ", "_").replace(",", "+")[:60]
+    out = os.path.join(work, "o_%s.icode" % tag)
+    r = run([tools.zopt] + variant.split() + [ref_icode, out], timeout)
+    if sanitizer_report(r):
+        return "zopt: %s" % sanitizer_report(r), None
+    if r.timed_out:
+        return "zopt timed out after %d s" % timeout, None
+    if r.status != 0:
+        return "zopt failed with status %d:\n%s" % (r.status, tail(r.err or r.out)), None
+    if not os.path.exists(out):
+        return "zopt wrote no output", None
+    again = out + ".2"
+    r = run([tools.zopt, out, again], timeout)
+    if r.status != 0 or sanitizer_report(r):
+        return "zopt cannot read its own output (status %s):\n%s" % (r.status, tail(r.err or r.out)), None
+    third = out + ".3"
+    r = run([tools.zopt, "--opt_level=0", again, third], timeout)
+    if r.status != 0 or sanitizer_report(r):
+        return "zopt --opt_level=0 cannot read its output again (status %s):\n%s" % (
+            r.status, tail(r.err or r.out)), None
+    diff = same_but_comments(again, third)
+    if diff:
+        return "a second reading at level 0 changes the file: %s" % diff, None
+    if icode_check:
+        key = repr(normalized_records(out))
+        if checked is None or key not in checked:
+            r = run([sys.executable, icode_check, "-q", out], timeout)
+            if r.status != 0:
+                return "the output is not well formed:\n%s" % tail(r.out + r.err), None
+            if checked is not None:
+                checked.add(key)
+    got = run_icode(tools, out, 2 * max_steps, timeout, stats=True)
+    if sanitizer_report(got):
+        return "icode-run on the output: %s" % sanitizer_report(got), None
+    if got.timed_out:
+        return "the optimised program timed out after %d s" % timeout, None
+    cost = weighted_cost(got)
+    if got.status != ref.status or got.out != ref.out:
+        return describe_mismatch(ref, got), cost
+    return None, cost
+
+
+def describe_mismatch(ref, got):
+    lines = []
+    if got.status != ref.status:
+        lines.append("exit status %d, reference %d" % (got.status, ref.status))
+    if got.out != ref.out:
+        a, b = ref.out.decode(errors="replace").splitlines(), got.out.decode(errors="replace").splitlines()
+        for i in range(max(len(a), len(b))):
+            x = a[i] if i < len(a) else "<end of output>"
+            y = b[i] if i < len(b) else "<end of output>"
+            if x != y:
+                lines.append("output line %d: %r, reference %r" % (i + 1, y[:200], x[:200]))
+                break
+    if got.err.strip():
+        lines.append("stderr: " + tail(got.err, 3))
+    return "runs differently from the reference: " + "; ".join(lines)
+
+
+def check_program(tools, src, work, variants, max_steps, timeout, csmith=False, icode_check=None):
+    """Runs one C program through every variant in `work`."""
+    outcome = Outcome(src)
+    ref_icode = os.path.join(work, "ref.icode")
+    r = compile_c(tools, src, ref_icode, csmith=csmith, timeout=timeout)
+    if r.timed_out or r.status != 0 or not os.path.exists(ref_icode):
+        outcome.skipped = "front end refused"
+        return outcome
+    ref = run_icode(tools, ref_icode, max_steps, timeout, stats=True)
+    if sanitizer_report(ref):
+        outcome.failures.append(("reference run", "icode-run: %s" % sanitizer_report(ref)))
+        return outcome
+    outcome.skipped = reference_skip_reason(ref)
+    if outcome.skipped:
+        return outcome
+    outcome.costs["reference"] = weighted_cost(ref)
+    checked = set()
+    for variant in variants:
+        failure, cost = check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check,
+                                      checked)
+        outcome.costs[variant] = cost
+        outcome.compared += 1
+        if failure:
+            outcome.failures.append((variant, failure))
+    return outcome
+
+
+class WorkDir:
+    """A scratch directory for one program: kept under `keep` when given."""
+
+    def __init__(self, keep, name):
+        self.keep, self.name = keep, name
+
+    def __enter__(self):
+        if self.keep:
+            self.path = os.path.join(self.keep, self.name)
+            os.makedirs(self.path, exist_ok=True)
+        else:
+            self.path = tempfile.mkdtemp(prefix="zdiff-")
+        return self.path
+
+    def __exit__(self, *exc):
+        if not self.keep:
+            shutil.rmtree(self.path, ignore_errors=True)
+        return False
+
+
+def corpus_programs(corpus):
+    """The C programs below `corpus`, refuse/ and csmith/ aside, in order."""
+    programs = []
+    for root, dirs, files in os.walk(corpus):
+        dirs[:] = sorted(d for d in dirs if d not in ("refuse", "csmith"))
+        programs += [os.path.join(root, f) for f in sorted(files) if f.endswith(".c")]
+    return programs
+
+
+def icode_check_script():
+    """The independent icode checker beside the project, when there is one."""
+    path = os.path.join(TOP, "..", "shared", "icode-check", "icode_check.py")
+    return os.path.abspath(path) if os.path.exists(path) else None
+
+
+def known_failures(path):
+    """(piece of failure text, owner and reason) of each line of `path`."""
+    known = []
+    if path and os.path.exists(path):
+        with open(path) as f:
+            for line in f:
+                line = line.strip()
+                if line and not line.startswith("#"):
+                    piece, _, why = line.partition(" -- ")
+                    known.append((piece.strip(), why.strip()))
+    return known
+
+
+def known_owner(known, text):
+    for piece, why in known:
+        if piece in text:
+            return why or piece
+    return None

@@ -1,0 +1,117 @@
+#include "tests/fuzz/fuzz_fork.h"
+
+#include <sanitizer/common_interface_defs.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+// The inline 8-bit counters of -fsanitize=fuzzer, one section for the whole
+// program.
+extern "C" {
+extern uint8_t __start___sancov_cntrs[] __attribute__((weak));
+extern uint8_t __stop___sancov_cntrs[] __attribute__((weak));
+[[noreturn]] void __real_exit(int status);
+[[noreturn]] void __wrap_exit(int status);
+}
+
+namespace {
+
+int child_pipe = -1;  // set in the child only
+
+size_t counter_bytes() {
+  return __start___sancov_cntrs ? static_cast<size_t>(__stop___sancov_cntrs - __start___sancov_cntrs) : 0;
+}
+
+[[noreturn]] void leave_child(int status) {
+  fflush(nullptr);
+  const uint8_t* p = __start___sancov_cntrs;
+  size_t left = counter_bytes();
+  while (left > 0) {
+    ssize_t n = write(child_pipe, p, left);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    p += n;
+    left -= static_cast<size_t>(n);
+  }
+  _exit(status);
+}
+
+}  // namespace
+
+extern "C" void __wrap_exit(int status) {
+  if (child_pipe >= 0) leave_child(status);
+  __real_exit(status);
+}
+
+void fuzz_in_child(const std::function<int()>& body) {
+  int fds[2];
+  if (pipe(fds) != 0) {
+    perror("fuzz: pipe");
+    abort();
+  }
+  fflush(nullptr);
+  pid_t pid = fork();
+  if (pid < 0) {
+    perror("fuzz: fork");
+    abort();
+  }
+  if (pid == 0) {
+    close(fds[0]);
+    child_pipe = fds[1];
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    leave_child(body());
+  }
+  close(fds[1]);
+  // The counters of the child add to ours (saturating), whatever it reached.
+  size_t size = counter_bytes();
+  std::vector<uint8_t> got(size);
+  size_t have = 0;
+  while (have < size) {
+    // The fuzzer's timer interrupts reads; stopping early would leave the
+    // child writing into a closed pipe.
+    ssize_t n = read(fds[0], got.data() + have, size - have);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    have += static_cast<size_t>(n);
+  }
+  close(fds[0]);
+  for (size_t i = 0; i < have; i++) {
+    unsigned sum = __start___sancov_cntrs[i] + got[i];
+    __start___sancov_cntrs[i] = static_cast<uint8_t>(sum > 255 ? 255 : sum);
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1)) return;
+  // Standard error may be closed (-close_fd_mask); the sanitizer's report
+  // stream is not.
+  char text[128];
+  if (WIFSIGNALED(status))
+    snprintf(text, sizeof text, "fuzz: the child died of signal %d", WTERMSIG(status));
+  else
+    snprintf(text, sizeof text, "fuzz: the child ended with status %d", WEXITSTATUS(status));
+  __sanitizer_report_error_summary(text);
+  abort();
+}
+
+const char* fuzz_scratch_dir() {
+  static std::string dir;
+  if (dir.empty()) {
+    const char* base = getenv("TMPDIR");
+    std::string templ = std::string(base && *base ? base : "/tmp") + "/zopt-fuzz-XXXXXX";
+    if (!mkdtemp(&templ[0])) {
+      perror("fuzz: mkdtemp");
+      abort();
+    }
+    dir = templ;
+  }
+  return dir.c_str();
+}

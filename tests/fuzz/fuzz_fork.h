@@ -1,0 +1,17 @@
+// Runs one fuzz input in a child process, for code that ends the process on
+// bad input (the file layer and the driver call exit). The child's coverage
+// counters travel back to the fuzzer through a pipe, so that libFuzzer still
+// sees what each input reached. The target links with -Wl,--wrap=exit: an
+// exit in the child sends the counters and leaves with _exit, past the
+// fuzzer's own exit handlers.
+#pragma once
+
+#include <functional>
+
+// Runs `body` in a child; its return value is the child's exit status. A
+// status other than 0 or 1 (a fatal signal, a sanitizer report, zopt's own
+// signal exit 2) aborts the fuzzer, which then saves the input.
+void fuzz_in_child(const std::function<int()>& body);
+
+// A fresh scratch directory for this fuzzer process, made once.
+const char* fuzz_scratch_dir();

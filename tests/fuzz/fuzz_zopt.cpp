@@ -1,0 +1,32 @@
+// Fuzz target: zopt as a whole on arbitrary bytes as its input file, in a
+// child process per input (zopt exits on bad input). The level is the
+// input's size modulo 5, so that mutations reach every level; the
+// regression tests under regress/ run every level. zopt's messages are
+// quietened with libFuzzer's -close_fd_mask=3, which keeps sanitizer reports.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tests/fuzz/fuzz_fork.h"
+
+int zopt_main(int argc, char** argv);  // driver/main.cpp, renamed for this program
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::string dir = fuzz_scratch_dir();
+  std::string in = dir + "/in.icode", out = dir + "/out.icode";
+  FILE* f = fopen(in.c_str(), "wb");
+  if (!f || fwrite(data, 1, size, f) != size || fclose(f) != 0) {
+    perror("fuzz: writing the input");
+    abort();
+  }
+  std::string level = "--opt_level=" + std::to_string(size % 5);
+  fuzz_in_child([&] {
+    char* argv[] = {const_cast<char*>("zopt"), const_cast<char*>(level.c_str()), const_cast<char*>(in.c_str()),
+                    const_cast<char*>(out.c_str()), nullptr};
+    return zopt_main(4, argv);
+  });
+  remove(out.c_str());
+  return 0;
+}
