@@ -1,5 +1,6 @@
 #include "tests/fuzz/fuzz_fork.h"
 
+#include <fcntl.h>
 #include <sanitizer/common_interface_defs.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -20,6 +21,11 @@ extern uint8_t __start___sancov_cntrs[] __attribute__((weak));
 extern uint8_t __stop___sancov_cntrs[] __attribute__((weak));
 [[noreturn]] void __real_exit(int status);
 [[noreturn]] void __wrap_exit(int status);
+
+// A sanitizer's report ends a process with a status of its own, never the 1
+// of a bad input; zopt's signal handler must not hide a fault from them.
+const char* __asan_default_options() { return "exitcode=86:allow_user_segv_handler=0:handle_abort=1"; }
+const char* __ubsan_default_options() { return "exitcode=86:halt_on_error=1:print_stacktrace=1"; }
 }
 
 namespace {
@@ -42,6 +48,20 @@ size_t counter_bytes() {
     left -= static_cast<size_t>(n);
   }
   _exit(status);
+}
+
+std::string report_prefix() { return std::string(fuzz_scratch_dir()) + "/report"; }
+
+// The child's sanitizer report, from the file it went to, onto our stderr.
+void show_report(pid_t pid) {
+  std::string name = report_prefix() + "." + std::to_string(pid);
+  FILE* f = fopen(name.c_str(), "r");
+  if (!f) return;
+  char buf[4096];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0) fwrite(buf, 1, n, stderr);
+  fclose(f);
+  remove(name.c_str());
 }
 
 }  // namespace
@@ -67,6 +87,15 @@ void fuzz_in_child(const std::function<int()>& body) {
     close(fds[0]);
     child_pipe = fds[1];
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // The program's own messages are not the fuzzer's business (set
+    // FUZZ_VERBOSE to see them); a sanitizer report goes to a file.
+    if (!getenv("FUZZ_VERBOSE")) {
+      int null = open("/dev/null", O_WRONLY);
+      dup2(null, 1);
+      dup2(null, 2);
+      close(null);
+      __sanitizer_set_report_path(report_prefix().c_str());
+    }
     leave_child(body());
   }
   close(fds[1]);
@@ -91,14 +120,11 @@ void fuzz_in_child(const std::function<int()>& body) {
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   if (WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1)) return;
-  // Standard error may be closed (-close_fd_mask); the sanitizer's report
-  // stream is not.
-  char text[128];
+  show_report(pid);
   if (WIFSIGNALED(status))
-    snprintf(text, sizeof text, "fuzz: the child died of signal %d", WTERMSIG(status));
+    fprintf(stderr, "fuzz: the child died of signal %d\n", WTERMSIG(status));
   else
-    snprintf(text, sizeof text, "fuzz: the child ended with status %d", WEXITSTATUS(status));
-  __sanitizer_report_error_summary(text);
+    fprintf(stderr, "fuzz: the child ended with status %d\n", WEXITSTATUS(status));
   abort();
 }
 

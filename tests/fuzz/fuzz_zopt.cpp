@@ -1,8 +1,7 @@
 // Fuzz target: zopt as a whole on arbitrary bytes as its input file, in a
 // child process per input (zopt exits on bad input). The level is the
 // input's size modulo 5, so that mutations reach every level; the
-// regression tests under regress/ run every level. zopt's messages are
-// quietened with libFuzzer's -close_fd_mask=3, which keeps sanitizer reports.
+// regression tests under regress/ run every level.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

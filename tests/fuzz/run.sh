@@ -52,13 +52,8 @@ for t in "${targets[@]}"; do
   touch "$fuzz/$t.start"
   case $t in fuzz_icode_as) seed_dir=$seeds/text ;; *) seed_dir=$seeds/icode ;; esac
   echo "== $t for $seconds s"
-  # The targets fork for zopt's file layer; the sanitizers report through
-  # the fuzzer, zopt's own signal handler stands aside.
-  ASAN_OPTIONS=${ASAN_OPTIONS:-allow_user_segv_handler=0:handle_abort=1:detect_leaks=1} \
-  UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1} \
-    "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=65536 \
-      -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "$seed_dir" \
-      >"$fuzz/$t.log" 2>&1
+  "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=65536 \
+    -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "$seed_dir" >"$fuzz/$t.log" 2>&1
   rc=$?
   grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units|stat::peak_rss_mb|==[0-9]+==ERROR|SUMMARY|ALARM|.*deadly signal)' \
     "$fuzz/$t.log" | head -20
