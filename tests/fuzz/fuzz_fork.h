@@ -10,7 +10,8 @@
 
 // Runs `body` in a child; its return value is the child's exit status. A
 // status other than 0 or 1 (a fatal signal, a sanitizer report, zopt's own
-// signal exit 2) aborts the fuzzer, which then saves the input.
+// signal exit 2) aborts the fuzzer, which then saves the input, unless the
+// child's sanitizer report names a known fault (FUZZ_KNOWN).
 void fuzz_in_child(const std::function<int()>& body);
 
 // A fresh scratch directory for this fuzzer process, made once.

@@ -52,10 +52,11 @@ for t in "${targets[@]}"; do
   touch "$fuzz/$t.start"
   case $t in fuzz_icode_as) seed_dir=$seeds/text ;; *) seed_dir=$seeds/icode ;; esac
   echo "== $t for $seconds s"
-  "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=65536 \
+  FUZZ_KNOWN=${FUZZ_KNOWN-$top/tests/fuzz/known_faults} \
+    "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=65536 \
     -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "$seed_dir" >"$fuzz/$t.log" 2>&1
   rc=$?
-  grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units|stat::peak_rss_mb|==[0-9]+==ERROR|SUMMARY|ALARM|.*deadly signal)' \
+  grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units|stat::peak_rss_mb|==[0-9]+==ERROR|SUMMARY|ALARM|fuzz: )' \
     "$fuzz/$t.log" | head -20
   found=$(find "$artifacts" -type f -newer "$fuzz/$t.start" | head -5)
   if [ $rc -ne 0 ] || [ -n "$found" ]; then
