@@ -114,6 +114,26 @@ void order_successors(BBLK* bb) {
   std::vector<EDGE*> all(one);
   all.insert(all.end(), many.begin(), many.end());
   all.insert(all.end(), none.rbegin(), none.rend());
+  // The two ways of a test that rank alike: the false way is walked last, so
+  // that it lies right behind the test. The layout then depends neither on
+  // how the test happens to be turned nor on earlier orderings, and reading
+  // our own output again lays the blocks out alike.
+  NODE* last = last_stmt(bb);
+  if (last && last->op == IF && last->right) {
+    BBLK* t = label_target(last->right->left);
+    BBLK* f = label_target(last->right->right);
+    auto rank = [](const EDGE* e) {
+      int n = edge_length(e->bb->successors);
+      return n == 1 ? 0 : n > 1 ? 1 : 2;
+    };
+    auto pos = [&all](BBLK* b) {
+      for (size_t i = 0; i < all.size(); ++i)
+        if (all[i]->bb == b) return static_cast<int>(i);
+      return -1;
+    };
+    int pt = pos(t), pf = pos(f);
+    if (t != f && pt >= 0 && pf >= 0 && pf < pt && rank(all[pt]) == rank(all[pf])) std::swap(all[pt], all[pf]);
+  }
   EDGE* head = nullptr;
   for (auto it = all.rbegin(); it != all.rend(); ++it) {
     (*it)->next = head;

@@ -115,6 +115,9 @@ int subst_bb_for_bb_in_stmts(BBLK* to, BBLK* from, LIST* stmts);
 // Makes the successor list (and the predecessor lists of the blocks on
 // either side) agree with the targets of the block's last statement.
 void recompute_successors(BBLK* bb);
+// The successor list in the order of the LABELs of the ending transfer, so
+// that the depth-first layout follows the transfer as it now stands.
+void order_successors_by_labels(BBLK* bb);
 // LABEL nodes take the current number of their label.
 void sync_label_values();
 EDGE* fast_sort_edge_list(EDGE* list);

@@ -94,6 +94,24 @@ void recompute_successors(BBLK* bb) {
   dominators_stale = true;
 }
 
+void order_successors_by_labels(BBLK* bb) {
+  std::vector<EDGE*> ordered;
+  for_each_label(last_stmt(bb), [&](NODE* l) {
+    BBLK* b = label_target(l);
+    for (EDGE* e = bb->successors; e; e = e->next)
+      if (e->bb == b && std::find(ordered.begin(), ordered.end(), e) == ordered.end()) ordered.push_back(e);
+  });
+  // Edges no LABEL names (there should be none) keep their place at the end.
+  for (EDGE* e = bb->successors; e; e = e->next)
+    if (std::find(ordered.begin(), ordered.end(), e) == ordered.end()) ordered.push_back(e);
+  EDGE* head = nullptr;
+  for (auto it = ordered.rbegin(); it != ordered.rend(); ++it) {
+    (*it)->next = head;
+    head = *it;
+  }
+  bb->successors = head;
+}
+
 void sync_label_values() {
   for (BBLK* b = cfg.bb_list; b; b = b->dflink)
     for_each_label(last_stmt(b), [](NODE* l) {

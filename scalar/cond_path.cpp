@@ -34,7 +34,7 @@ void mark_cond_path(BBLK* bb) {
     // Only an opposite test is worth turning round.
     bool inverted = false;
     if (!tests_are_congruent(pi->left, qi->left, &inverted) || !inverted) return;
-    invert_IF(pi);
+    invert_IF_of(p);
   }
   if (trees_are_congruent(pi->left, qi->left)) {
     bb->cond_path = 1;

@@ -23,7 +23,7 @@ bool merge_IFs_into_OROR(BBLK* bb) {
     BBLK* tf = if_target(ti, false);
     if (tt != other && tf != other) continue;
     // B goes to the shared target when its test holds, to T otherwise.
-    if (sense) invert_IF(bi);
+    if (sense) invert_IF_of(bb);
     NODE* c2 = copy_tree(ti->left, false);
     BBLK* rest = tf;
     if (tt != other) {

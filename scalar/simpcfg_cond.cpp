@@ -1,5 +1,7 @@
 // The rules of simpcfg for a block that ends in a test: IF with two
 // successors, and SWITCH.
+#include <utility>
+
 #include "driver/globals.h"
 #include "ir/opt_expr.h"
 #include "ir/symbol.h"
@@ -42,10 +44,40 @@ NODE* value_of_assignment(NODE* asg) {
 // 5a: the test simplified again, and assignments out of it.
 bool resimplify_IF(BBLK* bb) {
   LIST* cell = last_cell(bb);
-  cell->tree = simp_node(cell->tree, bb->loop, nullptr);
-  NODE* t = cell->tree;
-  optassert(t && t->op == IF);
   bool changed = false;
+  // Until it settles: a test simplified once may simplify again once its
+  // targets were turned round, and a second run must find nothing to do.
+  for (int round = 0; round < 4; ++round) {
+    NODE* before = copy_tree(cell->tree->left, false);
+    BBLK* true_target = if_target(cell->tree, true);
+    cell->tree = simp_node(cell->tree, bb->loop, nullptr);
+    optassert(cell->tree && cell->tree->op == IF);
+    bool turned = if_target(cell->tree, true) != true_target;
+    bool same = !turned && trees_are_congruent(before, cell->tree->left);
+    erase_tree(before);
+    if (turned) {
+      // The layout follows the order of the targets.
+      order_successors_by_labels(bb);
+      changed = true;
+    }
+    if (same) break;
+  }
+  NODE* t = cell->tree;
+  // A test on x == 0 is the test on x turned round: one form for both, so
+  // that a second reading of our output finds the test as it left it.
+  NODE* c0 = t->left;
+  if (c0 && c0->op == EQ && c0->right && c0->right->op == ICON && c0->right->value.is_zero() && c0->left) {
+    const TYPE* ct = c0->left->type && c0->left->type->rep ? c0->left->type->rep : c0->left->type;
+    if (ct && (ct->is_integral() || ct->is_pointer() || ct->kind == TYPE::KIND_ENUM)) {
+      t->left = simp_for_control(c0->left, bb->loop, nullptr);
+      c0->left = nullptr;
+      erase_tree(c0);
+      NODE* colon = t->right;
+      std::swap(colon->left, colon->right);
+      order_successors_by_labels(bb);
+      changed = true;
+    }
+  }
   for (int guard = 0; guard < 8 && t->left; ++guard) {
     NODE* c = t->left;
     if (c->op == COMMAOP) {

@@ -53,8 +53,10 @@ void keep_effects_before_transfer(BBLK* bb, NODE* expr, PSN* psn);
 // out of the old transfer, or new); the rest of the transfer is freed, its
 // condition peeled for effect unless `drop_condition`.
 void turn_into_BRANCH(BBLK* bb, NODE* label, bool drop_condition);
-// Inverts the condition of an IF and swaps its targets.
+// Inverts the condition of an IF and swaps its targets; the second form
+// also puts the block's successors in the new order.
 void invert_IF(NODE* if_node);
+void invert_IF_of(BBLK* bb);
 // a and b are the same test, or (with `inverted`) opposite tests.
 bool tests_are_congruent(NODE* a, NODE* b, bool* inverted);
 // The function carries profile counts of the given mode.

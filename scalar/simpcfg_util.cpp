@@ -89,6 +89,11 @@ void invert_IF(NODE* if_node) {
   c->right = l;
 }
 
+void invert_IF_of(BBLK* bb) {
+  invert_IF(last_stmt(bb));
+  order_successors_by_labels(bb);
+}
+
 namespace {
 
 bool is_relational(int op) { return op >= EQ && op <= UGT; }

@@ -183,3 +183,36 @@ TEST_F(Build, ArgumentsWithEffectsKeepTheirOrder) {
 
 }  // namespace
 }  // namespace cfgtest
+
+namespace cfgtest {
+namespace {
+
+TEST_F(Build, FalseWayOfATestLiesBehindItAndStaysThere) {
+  param("a");
+  param("b");
+  prolog();
+  cbranch(op2(LT, n("a"), n("b")), 9);
+  out(n("a"));
+  ret(n("a"));
+  label(9);
+  out(n("b"));
+  ret(n("b"));
+  build();
+  BBLK* entry = blocks()[0];
+  NODE* test = last_stmt(entry);
+  ASSERT_EQ(test->op, IF);
+  BBLK* f = if_target(test, false);
+  EXPECT_EQ(entry->dflink, f) << shape();
+  std::string layout = shape();
+  rebuildcfg();
+  rebuildcfg();
+  EXPECT_EQ(shape(), layout) << "the layout does not turn with each rebuild";
+  // Turned round, the other block comes behind it: still the false way.
+  invert_IF_of(entry);
+  rebuildcfg();
+  EXPECT_EQ(if_target(last_stmt(entry), true), f);
+  EXPECT_EQ(entry->dflink, if_target(last_stmt(entry), false)) << "the false way again";
+}
+
+}  // namespace
+}  // namespace cfgtest

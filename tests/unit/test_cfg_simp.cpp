@@ -454,3 +454,25 @@ TEST_F(Simp, BlockBetweenTwoLikeTestsIsMarked) {
 
 }  // namespace
 }  // namespace cfgtest
+
+namespace cfgtest {
+namespace {
+
+TEST_F(Simp, TestOnEqualToZeroIsTurnedRound) {
+  param("a");
+  prolog();
+  cbranch(op2(EQ, op2(ANDB, n("a"), k(6)), k(0)), 1);
+  out(k(1));
+  ret(k(1));
+  label(1);
+  out(k(2));
+  ret(k(2));
+  expect_same_runs({{0}, {1}, {2}, {4}, {6}, {7}}, [] { simpcfg(false, false); });
+  NODE* test = last_stmt(blocks()[0]);
+  ASSERT_EQ(test->op, IF);
+  EXPECT_NE(test->left->op, EQ) << "the test is on the value itself";
+  EXPECT_EQ(blocks()[0]->dflink, if_target(test, false));
+}
+
+}  // namespace
+}  // namespace cfgtest
