@@ -315,6 +315,7 @@ struct I_FILE {
   // ---- Failure exits of the file layer.
   [[noreturn]] static void if_fail(const char* text);
   [[noreturn]] static void if_bad_record();
+  void if_need_function();
 
   ~I_FILE();
 

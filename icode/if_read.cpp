@@ -44,6 +44,12 @@ void I_FILE::if_skip_func() {
   block_depth = 0;
 }
 
+// Records of a function's body mean nothing outside one; a client may
+// rightly take the open function for granted.
+void I_FILE::if_need_function() {
+  if (block_depth == 0) if_bad_record();
+}
+
 // Reads one record of the function section and hands it to the client.
 int I_FILE::if_read_record() {
   int id;
@@ -61,12 +67,14 @@ int I_FILE::if_read_record() {
       break;
     }
     case IREC_END_FUNC: {
+      if_need_function();
       PSN* psn = i_read_psn();
       block_depth = 0;
       client->cl_end_func(psn);
       break;
     }
     case IREC_BEGIN_BLOCK: {
+      if_need_function();
       PSN* psn = i_read_psn();
       block_depth++;
       client->cl_begin_block(psn);
@@ -81,12 +89,14 @@ int I_FILE::if_read_record() {
       break;
     }
     case IREC_END_ARGS: {
+      if_need_function();
       PSN* psn = i_read_psn();
       block_depth = 2;
       client->cl_end_args(psn);
       break;
     }
     case IREC_END_LOCALS:
+      if_need_function();
       client->cl_end_locals(i_read_psn());
       break;
     case IREC_IR_INS: {
@@ -112,6 +122,7 @@ int I_FILE::if_read_record() {
       break;
     }
     case IREC_LABEL:
+      if_need_function();
       client->cl_label(i_read_uint());
       break;
     case IREC_MBANK: {
@@ -121,6 +132,7 @@ int I_FILE::if_read_record() {
       break;
     }
     case IREC_EXPR: {
+      if_need_function();
       PSN* psn = i_read_psn();
       NODE* tree = if_read_tree();
       client->cl_expr(tree, psn);
@@ -153,6 +165,7 @@ int I_FILE::if_read_record() {
       client->cl_func_info(i_read_s8());
       break;
     case IREC_EHT_HDR:
+      if_need_function();
       if_read_eht();
       break;
     case IREC_PRAGMA:
