@@ -271,11 +271,11 @@ class Outcome:
         self.compared = 0
 
 
-def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check=None, checked=None):
-    """Optimises `ref_icode` under `variant` and runs the result. Gives the
+def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check=None, seen=None):
+    """Optimises `ref_icode` under `variant` and judges the result. Gives the
     text of the failure (None when all is well) and the run's weighted cost.
-    `checked` holds the outputs the independent checker has passed already
-    (normalised records), so that each different output is checked once."""
+    `seen` maps outputs judged already (their records but for comments) to
+    their verdicts: variants that give the same code are judged once."""
     tag = variant.replace("--", "").replace("=", "").replace(" ", "_").replace(",", "+")[:60]
     out = os.path.join(work, "o_%s.icode" % tag)
     r = run([tools.zopt] + variant.split() + [ref_icode, out], timeout)
@@ -287,6 +287,20 @@ def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icod
         return "zopt failed with status %d:\n%s" % (r.status, tail(r.err or r.out)), None
     if not os.path.exists(out):
         return "zopt wrote no output", None
+    try:
+        key = repr(normalized_records(out))
+    except ValueError as e:
+        return "the output cannot be split into records: %s" % e, None
+    if seen is not None and key in seen:
+        return seen[key]
+    verdict = judge_output(tools, out, ref, max_steps, timeout, icode_check)
+    if seen is not None:
+        seen[key] = verdict
+    return verdict
+
+
+def judge_output(tools, out, ref, max_steps, timeout, icode_check):
+    """Reads zopt's output `out` back, checks it, runs it against `ref`."""
     again = out + ".2"
     r = run([tools.zopt, out, again], timeout)
     if r.status != 0 or sanitizer_report(r):
@@ -300,13 +314,9 @@ def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icod
     if diff:
         return "a second reading at level 0 changes the file: %s" % diff, None
     if icode_check:
-        key = repr(normalized_records(out))
-        if checked is None or key not in checked:
-            r = run([sys.executable, icode_check, "-q", out], timeout)
-            if r.status != 0:
-                return "the output is not well formed:\n%s" % tail(r.out + r.err), None
-            if checked is not None:
-                checked.add(key)
+        r = run([sys.executable, icode_check, "-q", out], timeout)
+        if r.status != 0:
+            return "the output is not well formed:\n%s" % tail(r.out + r.err), None
     got = run_icode(tools, out, 2 * max_steps, timeout, stats=True)
     if sanitizer_report(got):
         return "icode-run on the output: %s" % sanitizer_report(got), None
@@ -351,10 +361,9 @@ def check_program(tools, src, work, variants, max_steps, timeout, csmith=False, 
     if outcome.skipped:
         return outcome
     outcome.costs["reference"] = weighted_cost(ref)
-    checked = set()
+    seen = {}
     for variant in variants:
-        failure, cost = check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check,
-                                      checked)
+        failure, cost = check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icode_check, seen)
         outcome.costs[variant] = cost
         outcome.compared += 1
         if failure:

@@ -28,8 +28,8 @@ for t in $texts; do
   cp "$t" "$seeds/text/$i.itxt"
   ASAN_OPTIONS=detect_leaks=0 "$fuzz/tools/icode-text/icode-as" "$t" -o "$seeds/icode/t$i.icode" >/dev/null 2>&1 || rm -f "$seeds/icode/t$i.icode"
 done
-for spec in "1 20 1" "3 60 2" "10 40 3" "2 400 4"; do
-  read -r fns nodes seed <<<"$spec"
+for size in "1 20 1" "3 60 2" "10 40 3" "2 400 4"; do
+  read -r fns nodes seed <<<"$size"
   ASAN_OPTIONS=detect_leaks=0 "$fuzz/tools/icode-gen/icode-gen" --functions "$fns" --nodes "$nodes" --seed "$seed" \
     -o "$seeds/icode/gen$seed.icode" >/dev/null
 done
