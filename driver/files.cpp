@@ -20,7 +20,8 @@
 
 option_obj* cmdline_options = nullptr;
 option_obj* file_options = nullptr;
-std::vector<option_obj*> all_option_sets;
+// Never destroyed: exit paths may still ask for an option set.
+std::vector<option_obj*>& all_option_sets = *new std::vector<option_obj*>;
 
 namespace {
 

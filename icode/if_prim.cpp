@@ -3,6 +3,7 @@
 // raw stretches between files.
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "driver/globals.h"
 #include "icode/if_client.h"
@@ -83,12 +84,9 @@ I_FILE::~I_FILE() {
     delete o;
     o = next;
   }
-  // A reader's file names and positions stay: symbols and trees of the
-  // client keep pointing at them after the file is closed.
-  if (writing) {
-    for (uint32_t i = 1; i <= file_count; i++) free(file_names[i]);
-    free(file_names);
-  }
+  // The names and positions themselves live in the global zone: symbols and
+  // trees of the client keep pointing at them after the file is closed.
+  free(file_names);
 }
 
 void I_FILE::if_init_stream(FILE* f) {
@@ -407,10 +405,10 @@ PSN* I_FILE::if_intern_psn(uint32_t file, uint32_t line, uint32_t col) {
   auto it = psns_.find(key);
   if (it != psns_.end()) return it->second;
   if (psn_chunk_left_ == 0) {
-    psn_chunk_ = new PSN[1024];
+    psn_chunk_ = static_cast<PSN*>(zalloc0(0, 1024 * sizeof(PSN)));
     psn_chunk_left_ = 1024;
   }
-  PSN* p = psn_chunk_++;
+  PSN* p = new (psn_chunk_++) PSN;
   psn_chunk_left_--;
   p->file = file_names[file];
   p->line = line;
@@ -707,8 +705,7 @@ uint32_t I_FILE::i_enter_file_name(const char* name) {
     }
   }
   if (file_count + 1 >= file_capacity) grow_array(file_names, file_capacity, kFileNameStep);
-  char* copy = strdup(name);
-  if (!copy) if_fail(">> out of memory");
+  char* copy = zstrdup(0, name);
   file_names[++file_count] = copy;
   if (writing) {
     name_ids_.emplace(copy, file_count);

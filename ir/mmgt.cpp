@@ -37,6 +37,12 @@ std::map<size_t, size_t> alloc_histogram;
 ZONE_STATS stats;
 size_t lost_bytes = 0;
 
+// The global zone is never released: its blocks stay chained from here for
+// the whole run, and everything in it stays reachable.
+const size_t kGlobalBlockSize = 0x10000;
+ZONE_BLOCK* global_chain = nullptr;
+std::vector<void*> global_debug_blocks;
+
 std::vector<void*> freemap;  // index: block size in bytes
 size_t tp_total = 0;
 
@@ -97,9 +103,35 @@ void* zalloc(size_t size) {
 
 void* zalloc0(int level, size_t size) {
   if (level != 0) return zalloc(size);
-  void* p = malloc(size ? size : 1);
-  if (!p) report_allocation_error("ZALLOC0", static_cast<unsigned>(size));
   stats.global_calls++;
+  if (debug_zalloc) {
+    void* p = malloc(size ? size : 1);
+    if (!p) report_allocation_error("ZALLOC0", static_cast<unsigned>(size));
+    global_debug_blocks.push_back(p);
+    return p;
+  }
+  size = (size + 7) & ~static_cast<size_t>(7);
+  if (size == 0) size = 8;
+  ZONE_BLOCK* b = global_chain;
+  if (!b || b->size - b->used < size) {
+    // A large request gets a block of its own behind the head, so that the
+    // head's room is not given up for it.
+    size_t want = 4 * size <= kGlobalBlockSize ? kGlobalBlockSize : size;
+    char* mem = static_cast<char*>(malloc(want));
+    ZONE_BLOCK* nb = mem ? static_cast<ZONE_BLOCK*>(malloc(sizeof(ZONE_BLOCK))) : nullptr;
+    if (!nb) report_allocation_error("ZALLOC0", static_cast<unsigned>(size));
+    *nb = ZONE_BLOCK{nullptr, mem, want, 0};
+    if (want == kGlobalBlockSize || !global_chain) {
+      nb->next = global_chain;
+      global_chain = nb;
+    } else {
+      nb->next = global_chain->next;
+      global_chain->next = nb;
+    }
+    b = nb;
+  }
+  void* p = b->memory + b->used;
+  b->used += size;
   return p;
 }
 

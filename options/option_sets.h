@@ -8,4 +8,4 @@
 
 extern option_obj* cmdline_options;
 extern option_obj* file_options;  // entry 0 of all_option_sets
-extern std::vector<option_obj*> all_option_sets;
+extern std::vector<option_obj*>& all_option_sets;

@@ -189,7 +189,7 @@ void Dominator::generate_tree_walk() {
   dom_walk.clear();
   pdom_walk.clear();
   if (built_count == 0) return;
-  auto walk = [this](int root, const std::vector<std::vector<BBLK*>>& children, std::vector<int>& out) {
+  auto walk = [](int root, const std::vector<std::vector<BBLK*>>& children, std::vector<int>& out) {
     std::vector<int> stack{root};
     while (!stack.empty()) {
       int b = stack.back();

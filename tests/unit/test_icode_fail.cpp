@@ -1,9 +1,11 @@
 // Bad input: every failure ends with the file layer's message and status 1,
 // or with a refused open, never with a crash or a hang.
+#include <new>
 #include <sys/wait.h>
 
 #include <random>
 
+#include "ir/mmgt.h"
 #include "test_icode_fixture.h"
 
 namespace icode_test {
@@ -258,8 +260,8 @@ TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {
 
 TEST_F(IcodeFailDeathTest, WriterRefusesWhatCouldNotBeReadBack) {
   I_FILE* w = I_FILE::if_create(tmpfile(), pkg, "w.c");
-  SYMTAB* x = new SYMTAB;
-  x->name = strdup("x");
+  SYMTAB* x = new (zalloc0(0, sizeof(SYMTAB))) SYMTAB;
+  x->name = zstrdup(0, "x");
   x->type = int_t();
   w->if_enter_global(x);
   auto dies = [&](NODE* tree) {
@@ -279,8 +281,8 @@ TEST_F(IcodeFailDeathTest, WriterRefusesWhatCouldNotBeReadBack) {
   two_way->left = new_node(ICON, int_t());
   two_way->right = new_node(ICON, int_t());
   dies(two_way);  // lives only in memory
-  SYMTAB* stranger = new SYMTAB;
-  stranger->name = strdup("s");
+  SYMTAB* stranger = new (zalloc0(0, sizeof(SYMTAB))) SYMTAB;
+  stranger->name = zstrdup(0, "s");
   stranger->file_level = 0;
   stranger->file_index = 0;  // claims x's place
   NODE* name = new_node(NAME, int_t());

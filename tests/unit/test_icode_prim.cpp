@@ -1,4 +1,7 @@
 // Icode primitives, record framing, the header and the small sections.
+#include <new>
+
+#include "ir/mmgt.h"
 #include "test_icode_util.h"
 
 namespace icode_test {
@@ -94,7 +97,7 @@ TEST_F(IcodePrimTest, FixedWidthStringsAndPositions) {
   EXPECT_EQ(written(w), (BYTES{5, 'a', 0, 'b', 0, 'c', 'h', 'i', 0}));
 
   PSN p{"a.c", 3, 200};
-  PSN same_name{strdup("a.c"), 1, 1};
+  PSN same_name{zstrdup(0, "a.c"), 1, 1};
   w->i_write_psn(nullptr);
   w->i_write_psn(&p);
   w->i_write_psn(&same_name);

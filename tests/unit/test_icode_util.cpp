@@ -1,7 +1,9 @@
 // Helpers of the icode tests: tree text, the logging and copying clients and
 // the fixture.
+#include "ir/mmgt.h"
 #include "test_icode_util.h"
 
+#include <new>
 #include <string>
 
 namespace icode_test {
@@ -106,8 +108,8 @@ std::string LOG_CLIENT::joined() const {
 SYMTAB* LOG_CLIENT::make_symbol(const char* name, TYPE* type, TYPE* type2, uint32_t size,
                                 uint32_t align, uint32_t offset, int sclass, int qualifier, PSN* psn,
                                 uint32_t file_offset, uint32_t option_set) {
-  SYMTAB* s = new SYMTAB;
-  s->name = strdup(name);
+  SYMTAB* s = new (zalloc0(0, sizeof(SYMTAB))) SYMTAB;
+  s->name = zstrdup(0, name);
   s->type = s->decl_type = type;
   s->type2 = type2;
   s->size = static_cast<int32_t>(size);
