@@ -359,7 +359,9 @@ XN* RUN_COMPILER::rvalue(NODE* n) {
       NODE* c = n->right;
       while (c && c->op == EPVAL) c = c->left;
       if (!c || c->op != COLON) bad("QUEST without COLON");
-      XN* x = mk(&XQuest::run, n, 1, W_TEST);
+      // Without a conditional move the target jumps once either way: over
+      // the first arm, or from its end over the second.
+      XN* x = mk(&XQuest::run, n, 1, W_TEST + W_TAKEN);
       x->a = test(n->left);
       x->b = value_as(c->left, vk);
       x->c = value_as(c->right, vk);
