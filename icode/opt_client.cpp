@@ -223,9 +223,16 @@ void OPT_CLIENT::cl_end_func(PSN* psn) {
   currfuninfo->end_psn = psn;
   if (function_prepass && fileinfo.stage == 1) {
     // Without the call graph, the processing order is the order of definition.
+    // The last cell appended is remembered: a walk from the head each time
+    // would make a file of many functions quadratic.
+    static FUNLIST* last_head = nullptr;
+    static FUNLIST* last_cell = nullptr;
     FUNLIST** tail = &fileinfo.funlist;
+    if (fileinfo.funlist && fileinfo.funlist == last_head && last_cell && !last_cell->next) tail = &last_cell->next;
     while (*tail) tail = &(*tail)->next;
     *tail = mkFUNLIST(currfuninfo, nullptr);
+    last_head = fileinfo.funlist;
+    last_cell = *tail;
     ++fileinfo.cg_count;
     run_prepass_pipeline();
   }
