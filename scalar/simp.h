@@ -98,3 +98,12 @@ NODE* mk_FCON(const simul_fval& value, TYPE* type);
 
 // ---- Clean-up before output --------------------------------------------------------
 void unsimplify();
+// The slot under *slot of the one occurrence of `sym`, when there is exactly
+// one and it is read as a value (not assigned, not under UAND); else null.
+NODE** find_sole_use(struct SYMTAB* sym, NODE** slot);
+// Puts a chain of a function's locals in stack order (scalars before
+// aggregates, the most used first, then by alignment and size) and gives
+// each its frame offset; the writer follows the new order. Parameters,
+// register-class and other-level symbols keep theirs. Gives the chain,
+// still newest first.
+struct SYMTAB* sort_stack_variables(struct SYMTAB* chain);

@@ -1,6 +1,8 @@
 // Helpers shared by the files of the simplifier: type and constant queries,
 // small constructors, and the handlers simp_node dispatches to.
 #pragma once
+#include <initializer_list>
+
 #include "ir/fps.h"
 #include "ir/int65.h"
 #include "ir/opt_expr.h"
@@ -101,6 +103,26 @@ NODE* mk_binary(int op, NODE* l, NODE* r, TYPE* t, SIMP_CTX& c);
 NODE* mk_unary(int op, NODE* l, TYPE* t, SIMP_CTX& c);
 // Runs simp_node on a node built by a rule.
 NODE* resimp(NODE* t, SIMP_CTX& c);
+
+// ---- The run-time library (simp_library.cpp) ---------------------------------
+// The callee of a direct call of the library routine `name`: declared, not
+// defined, in this unit. Null for anything else.
+SYMTAB* library_callee(NODE* call, const char* name);
+// A prototyped, fixed-argument function type.
+TYPE* library_function_type(TYPE* result, std::initializer_list<TYPE*> params);
+// The declaration of routine `name` of type `ftype` for a call a rewrite
+// makes: the unit's own when it agrees, a new one when there is none, null
+// when the unit defines the name or declares it otherwise.
+SYMTAB* library_function(const char* name, TYPE* ftype);
+// The callee operand UAND(NAME f) of a direct call.
+NODE* mk_callee(SYMTAB* f, LS* scope);
+// Makes `call` a call of f: callee, result type, no variable arguments.
+void set_callee(NODE* call, SYMTAB* f);
+// The type of parameter `index` of function f; null when it has none.
+TYPE* param_type(const SYMTAB* f, int index);
+// Rewrites of a call whose value is not wanted (printf as puts and the
+// like); the call itself when none applies. Consumes the call.
+NODE* simp_call_for_effect(NODE* call);
 
 // ---- Rule families (one file each) -----------------------------------------
 NODE* simp_PLUS(NODE* t, SIMP_CTX& c);

@@ -110,9 +110,93 @@ NODE* simp_ASG(NODE* t, SIMP_CTX& c) {
   return t;
 }
 
-// MEMCPY trees are made by the vector passes only, which have nothing to do
-// for this target: no rule applies to them.
-NODE* simp_MEMCPY(NODE* t, SIMP_CTX&) { return t; }
+namespace {
+
+void memcpy_operands(NODE* args, NODE** out, int& n) {
+  if (!args) return;
+  if (args->op == COMMA) {
+    memcpy_operands(args->left, out, n);
+    memcpy_operands(args->right, out, n);
+    return;
+  }
+  if (n < 3) out[n] = args;
+  ++n;
+}
+
+NODE* strip_to_pointer(NODE* p) {
+  while (p && (p->op == PCONV || p->op == ISP2CHAR) && p->left && is_ptr_type(p->left->type)) p = p->left;
+  return p;
+}
+
+// The pointer of a typed object that a copy of `units` units fills
+// exactly: an integer or pointer of that size (floating values could lose
+// a NaN's pattern in a register), not volatile. Its type says it is
+// aligned for the access.
+NODE* scalar_object(NODE* p, uint32_t units) {
+  NODE* q = strip_to_pointer(p);
+  TYPE* target = q ? pointee(q) : nullptr;
+  if (!target || is_volatile_type(target) || is_bool_type(target)) return nullptr;
+  if (!is_int_type(target) && !is_ptr_type(target)) return nullptr;
+  if (type_bits(target) <= 0 || static_cast<uint32_t>(type_bits(target)) != units * 16) return nullptr;
+  return q;
+}
+
+bool is_fixed_address(const NODE* p) {
+  while (p && (p->op == PCONV || p->op == ISP2CHAR)) p = p->left;
+  return p && p->op == UAND && p->left && (p->left->op == NAME || p->left->op == SCON);
+}
+
+}  // namespace
+
+// MEMCPY carries memcpy's operands, COMMA(COMMA(dest, src), units), and
+// copies `units` units from src to dest; its value, when it has one, is
+// dest. The vector passes make it; the rules keep the order dest, src,
+// units of the evaluation.
+NODE* simp_MEMCPY(NODE* t, SIMP_CTX& c) {
+  NODE* a[3] = {nullptr, nullptr, nullptr};
+  int n = 0;
+  memcpy_operands(t->left, a, n);
+  if (n != 3) return t;
+  NODE* d = a[0];
+  NODE* s = a[1];
+  NODE* k = a[2];
+  if (!is_ptr_type(d->type) || !is_ptr_type(s->type)) return t;
+  TYPE* ty = t->type;
+  bool value_wanted = !is_void_kind(ty);
+  // No unit changes: nothing to copy, or every unit copied onto itself.
+  TYPE* target = pointee(strip_to_pointer(d));
+  bool onto_itself = pure(d) && pure(k) && trees_are_congruent(d, s) && !(target && is_volatile_type(target));
+  if ((is_icon(k) && k->value.is_zero()) || onto_itself) {
+    NODE* keep;
+    if (pure(s) && pure(k)) keep = copy_tree(d, false);
+    else if (!value_wanted) keep = mk_COMMAOP(mk_COMMAOP(copy_tree(d, false), copy_tree(s, false)), copy_tree(k, false));
+    else if (pure(d) && is_fixed_address(d)) keep = mk_COMMAOP(mk_COMMAOP(copy_tree(s, false), copy_tree(k, false)), copy_tree(d, false));
+    else return t;
+    erase_tree(t);
+    c.changed = true;
+    return as_type(keep, ty, c);
+  }
+  // A copy of one scalar is an assignment: dest's address, then src, as
+  // before. Its value would be the stored one, not dest.
+  if (value_wanted || !is_icon(k) || !is_int_type(k->type)) return t;
+  INT65 units = sign_extend_by_type(k->value, k->type);
+  if (units < INT65(1) || units > INT65(4)) return t;
+  NODE* dp = scalar_object(d, static_cast<uint32_t>(units.low));
+  NODE* sp = scalar_object(s, static_cast<uint32_t>(units.low));
+  if (!dp || !sp) return t;
+  TYPE* dt = pointee(dp);
+  TYPE* st = pointee(sp);
+  if (!same_type(dt, st) && !(is_int_type(dt) && is_int_type(st))) return t;
+  if (is_ptr_type(dt) != is_ptr_type(st)) return t;
+  TYPE* vt = dt->normalized_type();
+  NODE* lhs = maketree(UMULT, copy_tree(dp, false), nullptr, vt, t->scope);
+  NODE* rhs = maketree(UMULT, copy_tree(sp, false), nullptr, st->normalized_type(), t->scope);
+  // Integers of one size: the bits pass unchanged through the conversion.
+  if (!same_type(dt, st)) rhs = coerce_to_type(vt, rhs);
+  erase_tree(t);
+  c.changed = true;
+  return resimp(maketree(ASG, lhs, rhs, vt, lhs->scope), c);
+}
 
 // The vector operators stand only in trees of the vector passes; for this
 // target there are none to simplify.

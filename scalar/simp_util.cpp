@@ -412,6 +412,9 @@ NODE* peel_for_effect(NODE* t) {
       return t;
     case PCOMMA:
       return t;
+    case CALL:
+      // Nobody reads the result: a cheaper routine may do the same output.
+      return simp_call_for_effect(t);
     default:
       break;
   }

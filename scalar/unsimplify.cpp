@@ -2,12 +2,16 @@
 // forms that serve the analyses back into what the code generator takes:
 // x = x op y becomes x op= y, x + -c becomes x - c, conditionals kept as
 // intrinsic calls become conditionals again, powers become products, a
-// two-way branch falls through to the block that follows it, and parameter
-// copies to locals that nothing reads are dropped from the argument prolog.
+// two-way branch falls through to the block that follows it, parameter
+// copies to locals that nothing reads are dropped from the argument prolog,
+// and a value that a local carries only to the next statement's one read
+// of it goes straight into that read (find_sole_use). Last, the locals are
+// put in their stack order.
 #include <cstdio>
 #include <set>
 
 #include "driver/globals.h"
+#include "options/global_flags.h"
 #include "ir/symbol.h"
 #include "scalar/cfg.h"
 #include "scalar/simp_internal.h"
@@ -137,18 +141,125 @@ void fall_through_to_next(BBLK* bb) {
   t->right->right = yes;
 }
 
+// A local whose every occurrence find_sole_use may count: a scalar of the
+// function, not volatile.
+bool is_plain_local(const SYMTAB* s) {
+  if (!s || s->lex_level != 2 || s->sclass == SC_PARAM || !s->type) return false;
+  if (is_volatile_type(s->type)) return false;
+  return is_int_type(s->type) || is_ptr_type(s->type) || is_flt_type(s->type);
+}
+
+// Only the root of the statement has an effect: its operands run first and
+// change nothing, so a pure value may be computed anywhere among them.
+bool effects_only_at_root(const NODE* t) {
+  return !tree_has_side_effects(t->left) && !tree_has_side_effects(t->right);
+}
+
+bool contains(const NODE* t, const NODE* part) {
+  for (; t; t = t->right) {
+    if (t == part || contains(t->left, part)) return true;
+  }
+  return false;
+}
+
+bool has_asm(const NODE* t) {
+  for (; t; t = t->right) {
+    if (t->op == ASM) return true;
+    if (has_asm(t->left)) return true;
+  }
+  return false;
+}
+
+// x = e; S(x) where S reads x once and x is named nowhere else: S(e).
+// The definition is the statement before S in the same block, e and the
+// operands of S have no effects, so e sees the same memory in S.
+bool move_into_sole_use(LIST* def, std::multiset<const SYMTAB*>& refs) {
+  NODE* t = def->tree;
+  LIST* next = def->next;
+  if (!t || t->op != ASG || !t->left || t->left->op != NAME || !t->right || !next || !next->tree) return false;
+  SYMTAB* x = t->left->name_symbol();
+  NODE* e = t->right;
+  // A constant or an address is copy propagation's business, which folds
+  // what it gives; here only computed values move.
+  if (!is_plain_local(x) || refs.count(x) != 2 || tree_has_side_effects(e) || is_leaf_like(e)) return false;
+  if (!same_type(t->left->type, e->type) || !same_type(x->type, e->type)) return false;
+  NODE* s = next->tree;
+  if (s->op == LABELDEF || s->op == PCOMMA || s->op == ASM || s->op == PPRAGMA || !effects_only_at_root(s))
+    return false;
+  NODE** slot = find_sole_use(x, &next->tree);
+  if (!slot || !same_type((*slot)->type, e->type)) return false;
+  erase_tree(*slot);
+  *slot = e;
+  t->right = nullptr;
+  erase_tree(t);
+  def->tree = nullptr;
+  refs.erase(x);
+  // The operand that took the value may simplify with it: x = a + 1;
+  // y = x + 2 gives y = a + 3.
+  for (NODE** side : {&s->left, &s->right}) {
+    if (!contains(*side, e)) continue;
+    NODE* simpler = simp_tree(copy_tree(*side, false), nullptr, nullptr);
+    if (!simpler) break;
+    erase_tree(*side);
+    *side = simpler;
+    break;
+  }
+  return true;
+}
+
 }  // namespace
 
 }  // namespace simp
 
 using namespace simp;
 
+namespace {
+
+// Finds the occurrences of `sym` under *slot; `read` says whether the
+// position is read as a value.
+void occurrences(const SYMTAB* sym, NODE** slot, bool read, int& count, NODE**& found) {
+  NODE* t = *slot;
+  if (!t) return;
+  if (t->op == NAME) {
+    if (t->name_symbol() == sym) {
+      ++count;
+      found = read ? slot : nullptr;
+    }
+    return;
+  }
+  bool left_read = true;
+  switch (t->op) {
+    case ASG: case STASG: case ARASG: case PLUSPLUS: case MINMIN: case UAND: case ARGREF:
+      left_read = false;  // an object, not its value
+      break;
+    default:
+      if (is_opASG(t->op)) left_read = false;
+      break;
+  }
+  occurrences(sym, &t->left, left_read, count, found);
+  if (count > 1) return;
+  occurrences(sym, &t->right, true, count, found);
+}
+
+}  // namespace
+
+NODE** find_sole_use(SYMTAB* sym, NODE** slot) {
+  int count = 0;
+  NODE** found = nullptr;
+  occurrences(sym, slot, true, count, found);
+  return count == 1 ? found : nullptr;
+}
+
 void unsimplify() {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'unsimp_blocks' ----------\n");
   renumber_bblocks();
   std::multiset<const SYMTAB*> refs;
+  bool any_asm = false;
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink)
-    for (LIST* l = bb->statements; l; l = l->next) count_names(l->tree, refs);
+    for (LIST* l = bb->statements; l; l = l->next) {
+      count_names(l->tree, refs);
+      any_asm = any_asm || has_asm(l->tree);
+    }
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
     for (LIST* l = bb->statements; l; l = l->next) {
       if (!l->tree) continue;
@@ -156,6 +267,8 @@ void unsimplify() {
         l->tree = drop_unused_prolog_copies(l->tree, refs);
         continue;
       }
+      // Assembly text may name a local the trees do not show.
+      if (!any_asm && opt_level > 0 && move_into_sole_use(l, refs)) continue;
       l->tree = unsimp_tree(l->tree);
     }
     fall_through_to_next(bb);
@@ -171,5 +284,9 @@ void unsimplify() {
       }
       link = &cell->next;
     }
+  }
+  if (currfuninfo) {
+    currfuninfo->symbols = sort_stack_variables(currfuninfo->symbols);
+    currfuninfo->temps = sort_stack_variables(currfuninfo->temps);
   }
 }

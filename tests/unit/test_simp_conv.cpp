@@ -67,6 +67,7 @@ TEST_F(Conv, OperatorAssignmentAsPlainAssignment) {
 TEST_F(Conv, CallsByName) {
   SYMTAB* strlen_sym = add_sym("strlen", "u32");
   strlen_sym->lex_level = 0;
+  strlen_sym->sclass = SC_EXTREF;  // declared, not defined
   NODE* scon = maketree(SCON, nullptr, nullptr, type_named("char"), nullptr);
   scon->mk_scon("hello\0x", 7);
   NODE* call = maketree(CALL, maketree(UAND, mk_NAME(strlen_sym, nullptr), nullptr, type_named("p.u32"), nullptr),
