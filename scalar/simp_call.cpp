@@ -14,7 +14,6 @@
 #include <cstring>
 
 #include "ir/symbol.h"
-#include "options/global_flags.h"
 #include "scalar/simp_internal.h"
 
 namespace simp {
@@ -100,9 +99,11 @@ bool cannot_overlap(NODE* d, NODE* s) {
 TYPE* const_void_ptr() { return tp->mk_ptr(tp->mk_qual(void_type(), TYPE::Q_CONST)); }
 
 SYMTAB* memcpy_routine() {
-  return library_function("memcpy",
-                          library_function_type(tp->mk_ptr(void_type()), {tp->mk_ptr(void_type()), const_void_ptr(),
-                                                                          uint_type()}));
+  TYPE* pv = tp->mk_ptr(void_type());
+  // The unit's own declaration is checked by kind; const void is made only
+  // for a declaration of our own, so that no type goes unused.
+  if (library_declared("memcpy")) return library_function("memcpy", pv, {pv, pv, uint_type()});
+  return library_function("memcpy", pv, {pv, const_void_ptr(), uint_type()});
 }
 
 NODE* as_param(NODE* arg, const SYMTAB* f, int index) {
@@ -129,8 +130,7 @@ NODE* copy_of_nothing(NODE* t, NODE* d, NODE* s, SIMP_CTX& c) {
 }
 
 NODE* simp_library_call(NODE* t, SIMP_CTX& c) {
-  // Without optimisation a call stays the call the source wrote.
-  if (t->op != CALL || opt_level == 0) return t;
+  if (t->op != CALL) return t;
   NODE* args[3] = {nullptr, nullptr, nullptr};
   int n = 0;
   flatten_args(t->right, args, n, 3);

@@ -108,12 +108,13 @@ NODE* resimp(NODE* t, SIMP_CTX& c);
 // The callee of a direct call of the library routine `name`: declared, not
 // defined, in this unit. Null for anything else.
 SYMTAB* library_callee(NODE* call, const char* name);
-// A prototyped, fixed-argument function type.
-TYPE* library_function_type(TYPE* result, std::initializer_list<TYPE*> params);
-// The declaration of routine `name` of type `ftype` for a call a rewrite
-// makes: the unit's own when it agrees, a new one when there is none, null
-// when the unit defines the name or declares it otherwise.
-SYMTAB* library_function(const char* name, TYPE* ftype);
+// The declaration of routine `name`, a prototyped function of these result
+// and parameter types, for a call a rewrite makes: the unit's own when it
+// agrees, a new one when there is none, null when the unit defines the
+// name or declares it otherwise.
+SYMTAB* library_function(const char* name, TYPE* result, std::initializer_list<TYPE*> params);
+// The unit has a global of this name.
+bool library_declared(const char* name);
 // The callee operand UAND(NAME f) of a direct call.
 NODE* mk_callee(SYMTAB* f, LS* scope);
 // Makes `call` a call of f: callee, result type, no variable arguments.

@@ -10,6 +10,7 @@
 #include "icode/if_file.h"
 #include "ir/mmgt.h"
 #include "ir/symbol.h"
+#include "options/global_flags.h"
 #include "scalar/simp_internal.h"
 
 namespace simp {
@@ -32,32 +33,42 @@ bool same_kind(const TYPE* a, const TYPE* b) {
 }
 
 // A declaration already in the unit agrees with the routine we mean.
-bool declaration_agrees(const TYPE* have, const TYPE* want) {
+bool declaration_agrees(const TYPE* have, TYPE* result, std::initializer_list<TYPE*> params) {
   const TYPE* h = rep(have);
-  const TYPE* w = rep(want);
-  if (!h || !w || h->kind != TYPE::KIND_FUNCTION || w->kind != TYPE::KIND_FUNCTION) return false;
+  if (!h || h->kind != TYPE::KIND_FUNCTION) return false;
   const FUNC_RECORD* hf = h->getr_func();
-  const FUNC_RECORD* wf = w->getr_func();
-  if (!same_kind(hf->result, wf->result)) return false;
+  if (!same_kind(hf->result, result)) return false;
   if (!hf->has_params || !hf->flag2) return true;  // no prototype: any arguments
   if (hf->flag1) return false;                     // a variable-argument routine is another one
   const fkPARAM* p = hf->params;
-  const fkPARAM* q = wf->params;
-  for (; p && q; p = p->next, q = q->next)
-    if (!same_kind(p->type, q->type)) return false;
-  return !p && !q;
+  for (TYPE* want : params) {
+    if (!p || !same_kind(p->type, want)) return false;
+    p = p->next;
+  }
+  return !p;
 }
 
-}  // namespace
-
-SYMTAB* library_callee(NODE* call, const char* name) {
-  if (!call || (call->op != CALL && call->op != UCALL)) return nullptr;
-  SYMTAB* f = get_callee_for_call(call);
-  if (!f || !f->name || strcmp(f->name, name) != 0 || f->lex_level != 0 || defined_here(f)) return nullptr;
-  return f;
-}
-
+// The prototyped, fixed-argument function type. One that exists already is
+// taken as it is: a new type merged into an old one would leave its number
+// unused, and the written file would change when it is read again.
 TYPE* library_function_type(TYPE* result, std::initializer_list<TYPE*> params) {
+  TYPE* home = result->last_base();
+  for (const auto& entry : home->derived) {
+    TYPE* t = entry.second;
+    if (!t->frozen || t->base || t->kind != TYPE::KIND_FUNCTION) continue;
+    const FUNC_RECORD* f = t->getr_func();
+    if (f->flag1 || !f->flag2 || !f->has_params || t->is_cpp || f->convention != 0) continue;
+    const fkPARAM* p = f->params;
+    bool same = true;
+    for (TYPE* want : params) {
+      if (!p || !exact_types(p->type, want)) {
+        same = false;
+        break;
+      }
+      p = p->next;
+    }
+    if (same && !p) return t;
+  }
   TYPE* ft = tp->mk_func(result, false, true, false, 0, 0, 0);
   FUNC_RECORD* r = ft->getr_func();
   for (TYPE* p : params) {
@@ -70,12 +81,29 @@ TYPE* library_function_type(TYPE* result, std::initializer_list<TYPE*> params) {
   return ft;
 }
 
-SYMTAB* library_function(const char* name, TYPE* ftype) {
+}  // namespace
+
+SYMTAB* library_callee(NODE* call, const char* name) {
+  if (!call || (call->op != CALL && call->op != UCALL)) return nullptr;
+  SYMTAB* f = get_callee_for_call(call);
+  if (!f || !f->name || strcmp(f->name, name) != 0 || f->lex_level != 0 || defined_here(f)) return nullptr;
+  return f;
+}
+
+bool library_declared(const char* name) {
+  for (SYMTAB* s = global_symbols; s; s = s->next)
+    if (s->name && strcmp(s->name, name) == 0) return true;
+  return false;
+}
+
+SYMTAB* library_function(const char* name, TYPE* result, std::initializer_list<TYPE*> params) {
   for (SYMTAB* s = global_symbols; s; s = s->next) {
     if (!s->name || strcmp(s->name, name) != 0) continue;
-    if (!s->type || !s->type->is_func() || defined_here(s) || !declaration_agrees(s->type, ftype)) return nullptr;
+    if (!s->type || !s->type->is_func() || defined_here(s) || !declaration_agrees(s->type, result, params))
+      return nullptr;
     return s;
   }
+  TYPE* ftype = library_function_type(result, params);
   // A declaration of our own, as the front end writes one for a routine
   // that it calls: level 0, external reference. It lives for the whole run,
   // and a function read again later finds it here.
@@ -84,6 +112,8 @@ SYMTAB* library_function(const char* name, TYPE* ftype) {
   s->type = ftype->normalized_type();
   s->decl_type = ftype;
   s->sclass = s->orig_sclass = SC_EXTREF;
+  // The usage bits a declaration read from a file gets.
+  if (opt_level < 3) s->scqual = 0xe000;
   s->sflags = SF_HAS_HOME;
   s->lex_level = 0;
   s->scope = LS::level_0_scope();

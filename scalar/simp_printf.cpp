@@ -1,7 +1,9 @@
 // Output calls whose value nobody reads: printf and fprintf of plain text
 // or of one string become puts, putchar or fputs, and output of nothing
 // goes. The results differ (printf counts characters, puts does not), so
-// these run only where the value is dropped, from peel_for_effect. The
+// these run only where the value is dropped: from peel_for_effect, and on
+// the calls that stand as statements in unsimplify, which runs at every
+// level (so that a file and the file read again at another level agree). The
 // characters written, their order and every effect of the arguments stay.
 //
 // fprintf with text that does not end in a newline would be fputs to
@@ -10,7 +12,6 @@
 #include <string>
 
 #include "ir/symbol.h"
-#include "options/global_flags.h"
 #include "scalar/simp_internal.h"
 
 namespace simp {
@@ -90,31 +91,19 @@ NODE* recall(NODE* t, SYMTAB* routine, NODE* args) {
   return t;
 }
 
-NODE* call_putchar(NODE* t, NODE* ch) {
-  SYMTAB* pc = library_function("putchar", library_function_type(int_type(), {int_type()}));
-  if (!pc) {
-    erase_tree(ch);
-    return t;
-  }
-  return recall(t, pc, as_arg(ch, param_type(pc, 0)));
+SYMTAB* putchar_routine() { return library_function("putchar", int_type(), {int_type()}); }
+SYMTAB* puts_routine(TYPE* char_ptr) { return library_function("puts", int_type(), {char_ptr}); }
+SYMTAB* fputs_routine(TYPE* char_ptr, TYPE* stream) {
+  return library_function("fputs", int_type(), {char_ptr, stream});
 }
 
-NODE* call_puts(NODE* t, NODE* s, TYPE* char_ptr) {
-  SYMTAB* ps = library_function("puts", library_function_type(int_type(), {char_ptr}));
-  if (!ps) {
-    erase_tree(s);
-    return t;
-  }
-  return recall(t, ps, as_arg(s, param_type(ps, 0)));
-}
+// The routine is looked up before anything is built for it: a type made
+// for a rewrite that does not happen would leave a number unused.
+NODE* call_putchar(NODE* t, SYMTAB* pc, NODE* ch) { return recall(t, pc, as_arg(ch, param_type(pc, 0))); }
 
-NODE* call_fputs(NODE* t, NODE* s, NODE* f, TYPE* char_ptr) {
-  SYMTAB* fp = library_function("fputs", library_function_type(int_type(), {char_ptr, f->type}));
-  if (!fp) {
-    erase_tree(s);
-    erase_tree(f);
-    return t;
-  }
+NODE* call_puts(NODE* t, SYMTAB* ps, NODE* s) { return recall(t, ps, as_arg(s, param_type(ps, 0))); }
+
+NODE* call_fputs(NODE* t, SYMTAB* fp, NODE* s, NODE* f) {
   NODE* args = maketree(COMMA, as_arg(s, param_type(fp, 0)), as_arg(f, param_type(fp, 1)), void_type(), t->scope);
   return recall(t, fp, args);
 }
@@ -139,18 +128,27 @@ NODE* printf_for_effect(NODE* t) {
       erase_tree(t);
       return nullptr;
     }
-    if (text.size() == 1) return call_putchar(t, mk_char(static_cast<unsigned char>(text[0])));
+    if (text.size() == 1) {
+      SYMTAB* pc = putchar_routine();
+      return pc ? call_putchar(t, pc, mk_char(static_cast<unsigned char>(text[0]))) : t;
+    }
     if (text.back() == '\n') {
+      SYMTAB* ps = puts_routine(char_ptr_of(a[0]));
+      if (!ps) return t;
       text.pop_back();
-      return call_puts(t, mk_literal(text, a[0]), char_ptr_of(a[0]));
+      return call_puts(t, ps, mk_literal(text, a[0]));
     }
     return t;
   }
   if (n == 2 && literal_chars(a[0], text)) {
-    if (text == "%s\n" && is_char_pointer(a[1]->type))
-      return call_puts(t, copy_tree(a[1], false), char_ptr_of(a[0]));
-    if (text == "%c" && is_int_type(a[1]->type) && type_bits(a[1]->type) == 32)
-      return call_putchar(t, copy_tree(a[1], false));
+    if (text == "%s\n" && is_char_pointer(a[1]->type)) {
+      SYMTAB* ps = puts_routine(char_ptr_of(a[0]));
+      return ps ? call_puts(t, ps, copy_tree(a[1], false)) : t;
+    }
+    if (text == "%c" && is_int_type(a[1]->type) && type_bits(a[1]->type) == 32) {
+      SYMTAB* pc = putchar_routine();
+      return pc ? call_putchar(t, pc, copy_tree(a[1], false)) : t;
+    }
   }
   return t;
 }
@@ -169,11 +167,14 @@ NODE* fprintf_for_effect(NODE* t) {
     }
     // The stream ran before the format; the literal has no effect, so the
     // stream may run after it.
-    return call_fputs(t, mk_literal(text, a[1]), copy_tree(a[0], false), char_ptr_of(a[1]));
+    SYMTAB* fp = fputs_routine(char_ptr_of(a[1]), a[0]->type);
+    return fp ? call_fputs(t, fp, mk_literal(text, a[1]), copy_tree(a[0], false)) : t;
   }
   if (n == 3 && literal_chars(a[1], text) && text == "%s" && is_char_pointer(a[2]->type) &&
-      !tree_has_side_effects(a[0]) && !tree_has_side_effects(a[2]))
-    return call_fputs(t, copy_tree(a[2], false), copy_tree(a[0], false), char_ptr_of(a[1]));
+      !tree_has_side_effects(a[0]) && !tree_has_side_effects(a[2])) {
+    SYMTAB* fp = fputs_routine(char_ptr_of(a[1]), a[0]->type);
+    return fp ? call_fputs(t, fp, copy_tree(a[2], false), copy_tree(a[0], false)) : t;
+  }
   return t;
 }
 
@@ -182,7 +183,10 @@ NODE* puts_for_effect(NODE* t) {
   int n = 0;
   flatten(t->right, a, n, 2);
   std::string text;
-  if (n == 1 && literal_chars(a[0], text) && text.empty()) return call_putchar(t, mk_char('\n'));
+  if (n == 1 && literal_chars(a[0], text) && text.empty()) {
+    SYMTAB* pc = putchar_routine();
+    return pc ? call_putchar(t, pc, mk_char('\n')) : t;
+  }
   return t;
 }
 
@@ -202,7 +206,7 @@ NODE* fputs_for_effect(NODE* t) {
 }  // namespace
 
 NODE* simp_call_for_effect(NODE* t) {
-  if (!t || t->op != CALL || opt_level == 0) return t;
+  if (!t || t->op != CALL) return t;
   if (library_callee(t, "printf")) return printf_for_effect(t);
   if (library_callee(t, "fprintf")) return fprintf_for_effect(t);
   if (library_callee(t, "puts")) return puts_for_effect(t);

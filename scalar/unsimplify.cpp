@@ -267,6 +267,11 @@ void unsimplify() {
         l->tree = drop_unused_prolog_copies(l->tree, refs);
         continue;
       }
+      // A call standing as a statement: nobody reads its value.
+      if (l->tree->op == CALL) {
+        l->tree = simp_call_for_effect(l->tree);
+        if (!l->tree) continue;
+      }
       // Assembly text may name a local the trees do not show.
       if (!any_asm && opt_level > 0 && move_into_sole_use(l, refs)) continue;
       l->tree = unsimp_tree(l->tree);
