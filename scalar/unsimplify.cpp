@@ -291,7 +291,12 @@ void unsimplify() {
     }
   }
   if (currfuninfo) {
+    // The optimizer's temporaries share the frame with the user's locals,
+    // and a file read back has them all as locals: one order for all.
+    SYMTAB** tail = &currfuninfo->symbols;
+    while (*tail) tail = &(*tail)->next;
+    *tail = currfuninfo->temps;
+    currfuninfo->temps = nullptr;
     currfuninfo->symbols = sort_stack_variables(currfuninfo->symbols);
-    currfuninfo->temps = sort_stack_variables(currfuninfo->temps);
   }
 }
