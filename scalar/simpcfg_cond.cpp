@@ -11,6 +11,7 @@
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
 #include "scalar/simpcfg_rules.h"
+#include "ssa/pred_implies_pred.h"
 
 namespace {
 
@@ -135,16 +136,20 @@ bool bypass_diamond(BBLK* bb) {
   return false;
 }
 
-// 5d: the target is nothing but a test that B's outcome decides.
+// 5d: the target is nothing but a test whose outcome B's outcome decides,
+// either way round.
 bool thread_implied_IF(BBLK* bb) {
   NODE* bi = last_stmt(bb);
   for (bool sense : {true, false}) {
     BBLK* t = if_target(bi, sense);
     if (!t || t == bb || !is_lone_IF(t)) continue;
     NODE* ti = first_stmt(t);
-    bool inverted = false;
-    if (!test_is_pure(ti->left) || !tests_are_congruent(bi->left, ti->left, &inverted)) continue;
-    BBLK* next = if_target(ti, inverted ? !sense : sense);
+    BBLK* next = nullptr;
+    for (int outcome : {1, 0})
+      if (pred_implies_pred(bi->left, sense, ti->left, outcome)) {
+        next = if_target(ti, outcome == 1);
+        break;
+      }
     if (!next || next == t || is_lone_BRANCH(next)) continue;
     point_label_at(if_label(bi, sense), next);
     recompute_successors(bb);
@@ -161,12 +166,18 @@ bool drop_implied_test(BBLK* bb) {
   if (!f || f == bb || !is_lone_IF(f) || !test_is_pure(bi->left)) return false;
   if (bi->left->op == ICON) return false;
   NODE* fi = first_stmt(f);
-  bool inverted = false;
-  if (!test_is_pure(fi->left) || !tests_are_congruent(bi->left, fi->left, &inverted)) return false;
-  if (if_target(fi, !inverted) != if_target(bi, true)) return false;
-  erase_tree(bi->left);
-  bi->left = mk_ICON(INT65(0), tp->basic[TYPE_PKG::BT_INT]);
-  return true;
+  for (int outcome : {1, 0}) {
+    if (if_target(fi, outcome == 1) != if_target(bi, true)) continue;
+    if (!pred_implies_pred(bi->left, 1, fi->left, outcome)) continue;
+    // F's test now also runs where B's test held: what in it may trap must
+    // have run in B's test already.
+    bool inverted = false;
+    if (!tests_are_congruent(bi->left, fi->left, &inverted) && rhs_may_need_guard_in_lhs(fi->left, bi->left)) continue;
+    erase_tree(bi->left);
+    bi->left = mk_ICON(INT65(0), tp->basic[TYPE_PKG::BT_INT]);
+    return true;
+  }
+  return false;
 }
 
 // 5f: a constant test.
