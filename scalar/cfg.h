@@ -137,6 +137,9 @@ void buildcfg();
 void rebuildcfg();
 void renumber_bblocks();
 void validate_cfg();
+// A block that loops on itself and does nothing but step a counter and
+// store constants runs once, with the final values; true when it did.
+bool remove_empty_loop(BBLK* bb);
 // Counts of the last validate_cfg.
 extern int cfg_errors_corrected;
 extern int cfg_errors_uncorrected;

@@ -255,6 +255,7 @@ bool conditional_rules(BBLK* bb) {
   if (constant_IF(bb)) return true;
   if (congruent_targets(bb)) return true;
   if (lone_branch_arm(bb)) return true;
+  if ((if_target(bi, true) == bb || if_target(bi, false) == bb) && remove_empty_loop(bb)) return true;
   if (simpcfg_first && next_block_same_test(bb)) return true;
   if (if_to_quest(bb)) return true;
   if (merge_IFs_into_OROR(bb)) return true;
