@@ -114,7 +114,7 @@ bool read_update(NODE* t, const NODE* x, INT65& step) {
     case ASG: {
       NODE* e = t->right;
       if (e && e->op == SCONV && simp::same_type(e->type, xt)) e = e->left;
-      if (!e || (e->op != PLUS && e->op != MINUS) || !simp::is_int_type(e->type)) return false;
+      if (!e || (e->op != PLUS && e->op != MINUS) || !simp::is_wrap_int(e->type)) return false;
       // Wider arithmetic leaves the same value modulo the counter's size.
       int bits = simp::type_bits(e->type);
       if (bits < simp::type_bits(xt) || bits > 32) return false;
