@@ -267,8 +267,9 @@ LIST* append_cell(LIST**& tail, NODE* tree, PSN* psn) {
 }  // namespace
 
 bool remove_empty_loop(BBLK* bb) {
+  if (!bb || bb->pinned) return false;
   NODE* bi = last_stmt(bb);
-  if (!bb || bb->pinned || !bi || bi->op != IF) return false;
+  if (!bi || bi->op != IF) return false;
   BBLK* on_true = if_target(bi, true);
   BBLK* on_false = if_target(bi, false);
   if (on_true == on_false || (on_true != bb && on_false != bb)) return false;
