@@ -2,6 +2,9 @@
 // predecessor rebuild shared with rebuildcfg.
 #include <algorithm>
 #include <map>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "driver/globals.h"
@@ -103,37 +106,48 @@ void link_labels(BBLK* bb, NODE* t) {
   }
 }
 
+// Where a target stands in the order of the walk: single-successor targets
+// first, then those with more, exits last.
+int walk_rank(const BBLK* target) {
+  int n = edge_length(target->successors);
+  return n == 1 ? 0 : n > 1 ? 1 : 2;
+}
+
 // Exit paths first, the single-successor path last: the depth-first walk then
-// lays the main path out late and exits early.
-void order_successors(BBLK* bb) {
+// lays the main path out late and exits early. Within a rank the targets
+// keep the order in which the block's transfer names them (exits reversed),
+// whatever order earlier walks left in the list: the layout is a function of
+// the transfers alone, so that another walk, or a reading of the written
+// function, lays the blocks out alike. The list is left as it is.
+std::vector<EDGE*> walk_order(const BBLK* bb) {
   std::vector<EDGE*> one, many, none;
-  for (EDGE* e = bb->successors; e; e = e->next) {
-    int n = edge_length(e->bb->successors);
-    (n == 1 ? one : n > 1 ? many : none).push_back(e);
+  for (EDGE* e : successors_by_labels(bb)) {
+    int r = walk_rank(e->bb);
+    (r == 0 ? one : r == 1 ? many : none).push_back(e);
   }
   std::vector<EDGE*> all(one);
   all.insert(all.end(), many.begin(), many.end());
   all.insert(all.end(), none.rbegin(), none.rend());
-  // The two ways of a test that rank alike: the false way is walked last, so
-  // that it lies right behind the test. The layout then depends neither on
-  // how the test happens to be turned nor on earlier orderings, and reading
-  // our own output again lays the blocks out alike.
+  // The two ways of a test that rank alike, exits too: the false way is
+  // walked last, so that it lies right behind the test unless the true way
+  // leads there first.
   NODE* last = last_stmt(bb);
   if (last && last->op == IF && last->right) {
     BBLK* t = label_target(last->right->left);
     BBLK* f = label_target(last->right->right);
-    auto rank = [](const EDGE* e) {
-      int n = edge_length(e->bb->successors);
-      return n == 1 ? 0 : n > 1 ? 1 : 2;
-    };
     auto pos = [&all](BBLK* b) {
       for (size_t i = 0; i < all.size(); ++i)
         if (all[i]->bb == b) return static_cast<int>(i);
       return -1;
     };
     int pt = pos(t), pf = pos(f);
-    if (t != f && pt >= 0 && pf >= 0 && pf < pt && rank(all[pt]) == rank(all[pf])) std::swap(all[pt], all[pf]);
+    if (t != f && pt >= 0 && pf >= 0 && pf < pt && walk_rank(t) == walk_rank(f)) std::swap(all[pt], all[pf]);
   }
+  return all;
+}
+
+void order_successors(BBLK* bb) {
+  std::vector<EDGE*> all = walk_order(bb);
   EDGE* head = nullptr;
   for (auto it = all.rbegin(); it != all.rend(); ++it) {
     (*it)->next = head;
@@ -399,6 +413,44 @@ void rebuildcfg() {
   depth_first_order(n);
   finish_cfg();
   check_cfg_after("rebuildcfg");
+}
+
+std::unordered_set<const BBLK*> tests_free_to_turn() {
+  std::unordered_set<const BBLK*> free;
+  if (!cfg.bb_list) return free;
+  // The walk of rebuildcfg over the graph as it stands, noting the order in
+  // which it first reaches each block.
+  std::unordered_map<const BBLK*, int> reached;
+  std::vector<std::pair<std::vector<EDGE*>, size_t>> stack;
+  reached[cfg.bb_list] = 0;
+  stack.push_back({walk_order(cfg.bb_list), 0});
+  while (!stack.empty()) {
+    auto& top = stack.back();
+    if (top.second == top.first.size()) {
+      stack.pop_back();
+      continue;
+    }
+    BBLK* s = top.first[top.second++]->bb;
+    if (reached.count(s)) continue;
+    reached.emplace(s, static_cast<int>(reached.size()));
+    stack.push_back({walk_order(s), 0});
+  }
+  for (const auto& [bb, when] : reached) {
+    NODE* last = last_stmt(bb);
+    if (!last || last->op != IF || !last->right) continue;
+    BBLK* t = label_target(last->right->left);
+    BBLK* f = label_target(last->right->right);
+    if (!t || !f || t == f) continue;
+    // Ways that rank apart are walked in the same order either way. Ways
+    // that rank alike are walked true way first; the turn makes no
+    // difference when one of them was reached before the test (or is the
+    // test itself), so that the walk goes on to at most one of them.
+    auto rt = reached.find(t), rf = reached.find(f);
+    if (walk_rank(t) != walk_rank(f) || (rt != reached.end() && rt->second <= when) ||
+        (rf != reached.end() && rf->second <= when))
+      free.insert(bb);
+  }
+  return free;
 }
 
 void renumber_bblocks() {

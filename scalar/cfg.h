@@ -3,6 +3,8 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <unordered_set>
+#include <vector>
 
 struct LIST;
 struct NODE;
@@ -115,6 +117,9 @@ int subst_bb_for_bb_in_stmts(BBLK* to, BBLK* from, LIST* stmts);
 // Makes the successor list (and the predecessor lists of the blocks on
 // either side) agree with the targets of the block's last statement.
 void recompute_successors(BBLK* bb);
+// The successor edges in the order of the LABELs of the ending transfer
+// (each block once, where it is first named); the list is left as it is.
+std::vector<EDGE*> successors_by_labels(const BBLK* bb);
 // The successor list in the order of the LABELs of the ending transfer, so
 // that the depth-first layout follows the transfer as it now stands.
 void order_successors_by_labels(BBLK* bb);
@@ -136,6 +141,10 @@ void seq_trees();
 void buildcfg();
 void rebuildcfg();
 void renumber_bblocks();
+// Blocks ending in a test that may be turned round (its two ways swapped)
+// without changing the layout the depth-first walk of rebuildcfg, or of
+// buildcfg on the written function, makes of the graph.
+std::unordered_set<const BBLK*> tests_free_to_turn();
 void validate_cfg();
 // A block that loops on itself and does nothing but step a counter and
 // store constants runs once, with the final values; true when it did.

@@ -2,6 +2,7 @@
 // pointing them elsewhere, and keeping the edge lists in step with them.
 #include <algorithm>
 #include <functional>
+#include <unordered_map>
 #include <vector>
 
 #include "driver/globals.h"
@@ -94,16 +95,24 @@ void recompute_successors(BBLK* bb) {
   dominators_stale = true;
 }
 
-void order_successors_by_labels(BBLK* bb) {
+std::vector<EDGE*> successors_by_labels(const BBLK* bb) {
+  std::unordered_map<const BBLK*, EDGE*> edge_to;
+  for (EDGE* e = bb->successors; e; e = e->next) edge_to.emplace(e->bb, e);
   std::vector<EDGE*> ordered;
   for_each_label(last_stmt(bb), [&](NODE* l) {
-    BBLK* b = label_target(l);
-    for (EDGE* e = bb->successors; e; e = e->next)
-      if (e->bb == b && std::find(ordered.begin(), ordered.end(), e) == ordered.end()) ordered.push_back(e);
+    auto it = edge_to.find(label_target(l));
+    if (it == edge_to.end() || !it->second) return;
+    ordered.push_back(it->second);
+    it->second = nullptr;
   });
   // Edges no LABEL names (there should be none) keep their place at the end.
   for (EDGE* e = bb->successors; e; e = e->next)
-    if (std::find(ordered.begin(), ordered.end(), e) == ordered.end()) ordered.push_back(e);
+    if (edge_to[e->bb] == e) ordered.push_back(e);
+  return ordered;
+}
+
+void order_successors_by_labels(BBLK* bb) {
+  std::vector<EDGE*> ordered = successors_by_labels(bb);
   EDGE* head = nullptr;
   for (auto it = ordered.rbegin(); it != ordered.rend(); ++it) {
     (*it)->next = head;

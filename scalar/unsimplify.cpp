@@ -9,6 +9,7 @@
 // put in their stack order.
 #include <cstdio>
 #include <set>
+#include <unordered_set>
 
 #include "driver/globals.h"
 #include "options/global_flags.h"
@@ -126,8 +127,10 @@ NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>
 
 // A two-way branch goes out as a branch to its true target followed by a
 // branch to its false one; when the true target is the next block, the test
-// is turned round so that the second branch falls through.
-void fall_through_to_next(BBLK* bb) {
+// is turned round so that the second branch falls through. Only where the
+// turn leaves the layout as it is: the next reading lays the blocks out by
+// the tests as written, and must find the same order.
+void fall_through_to_next(BBLK* bb, const std::unordered_set<const BBLK*>& free_to_turn) {
   LIST* last = bb->statements;
   while (last && last->next) last = last->next;
   NODE* t = last ? last->tree : nullptr;
@@ -135,7 +138,7 @@ void fall_through_to_next(BBLK* bb) {
   NODE* yes = t->right->left;
   NODE* no = t->right->right;
   if (!yes || !no || !yes->lbl || !no->lbl || !bb->dflink) return;
-  if (yes->lbl->bb != bb->dflink || no->lbl->bb == bb->dflink) return;
+  if (yes->lbl->bb != bb->dflink || no->lbl->bb == bb->dflink || !free_to_turn.count(bb)) return;
   t->left = invert_boolean_tree(t->left);
   t->right->left = no;
   t->right->right = yes;
@@ -253,6 +256,7 @@ NODE** find_sole_use(SYMTAB* sym, NODE** slot) {
 void unsimplify() {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'unsimp_blocks' ----------\n");
   renumber_bblocks();
+  std::unordered_set<const BBLK*> free_to_turn = tests_free_to_turn();
   std::multiset<const SYMTAB*> refs;
   bool any_asm = false;
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink)
@@ -276,7 +280,7 @@ void unsimplify() {
       if (!any_asm && opt_level > 0 && move_into_sole_use(l, refs)) continue;
       l->tree = unsimp_tree(l->tree);
     }
-    fall_through_to_next(bb);
+    fall_through_to_next(bb, free_to_turn);
     // Statements emptied above leave their cells.
     LIST** link = &bb->statements;
     while (*link) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <random>
 #include <set>
+#include <unordered_set>
 
 #include "test_cfg_fixture.h"
 
@@ -332,6 +333,49 @@ TEST_F(Random, RepeatedCleansAreStable) {
     simpcfg(false, false);
     simpcfg(true, false);
   });
+}
+
+// The layout is a function of the transfers: another walk makes it again.
+// Tests that unsimplify may turn round to fall through: turning any of them,
+// one or all, leaves the layout that rebuildcfg (and so a later reading of
+// the written function) makes. Some of the others do move blocks when turned,
+// which is why they are kept out.
+TEST_F(Random, TurningATestFreeToTurnKeepsTheLayout) {
+  int turned = 0, moved_by_others = 0;
+  for (unsigned seed = 9001; seed < 9300; ++seed) {
+    fresh_function();
+    generate(seed, 12 + static_cast<int>(seed % 20), 2 + static_cast<int>(seed % 7));
+    seq_trees();
+    buildcfg();
+    simpcfg(true, false);
+    rebuildcfg();
+    const std::vector<BBLK*> layout = blocks();
+    rebuildcfg();
+    ASSERT_EQ(blocks(), layout) << "seed " << seed << ": a second walk lays the blocks out otherwise\n" << shape();
+    std::unordered_set<const BBLK*> free = tests_free_to_turn();
+    for (BBLK* b : layout) {
+      NODE* last = last_stmt(b);
+      if (!last || last->op != IF || if_target(last, true) == if_target(last, false)) continue;
+      invert_IF_of(b);
+      rebuildcfg();
+      bool same = blocks() == layout;
+      invert_IF_of(b);
+      rebuildcfg();
+      ASSERT_EQ(blocks(), layout) << "seed " << seed << ": turned twice";
+      if (free.count(b)) {
+        ASSERT_TRUE(same) << "seed " << seed << ": block " << b->dfn << " moves blocks\n" << shape();
+        ++turned;
+      } else if (!same) {
+        ++moved_by_others;
+      }
+    }
+    for (BBLK* b : layout)
+      if (free.count(b)) invert_IF_of(b);
+    rebuildcfg();
+    ASSERT_EQ(blocks(), layout) << "seed " << seed << ": all of them turned\n" << shape();
+  }
+  EXPECT_GT(turned, 100);
+  EXPECT_GT(moved_by_others, 0);
 }
 
 }  // namespace
