@@ -215,7 +215,9 @@ bool if_diamond(BBLK* bb, NODE* bi, BBLK* a, BBLK* b) {
       return false;
     }
   }
-  insert_stmt_before_stmt_in_bb(mk_ASG(copy_tree(s1->left, false), quest), bi, bb, last_cell(bb)->psn);
+  // Simplified as any new tree, so that a later reading finds it as written.
+  NODE* asg = simp_tree(mk_ASG(copy_tree(s1->left, false), quest), bb->loop, nullptr);
+  insert_stmt_before_stmt_in_bb(asg, bi, bb, last_cell(bb)->psn);
   NODE* label = if_label(bi, true);
   point_label_at(label, join);
   turn_into_BRANCH(bb, label, true);

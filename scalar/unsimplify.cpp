@@ -95,7 +95,12 @@ NODE* unsimp_tree(NODE* t) {
   // A conversion to a pointer to char is an ordinary pointer conversion in
   // a file.
   if (t->op == ISP2CHAR) t->op = PCONV;
-  if (t->op == ICALL) return revert_strict_ternary_ICALL(t);
+  if (t->op == ICALL) {
+    NODE* q = revert_strict_ternary_ICALL(t);
+    // The conditional as the simplifier keeps it (its test as a test), so
+    // that a reading of the output finds it as written.
+    return q != t ? simp_node(q, nullptr, nullptr) : q;
+  }
   if (t->op == EXPT) return expand_EXPT(t);
   if (t->op == ASG) return ASG_to_opASG(t);
   return t;
@@ -125,11 +130,20 @@ NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>
   return nullptr;
 }
 
+// The test as a reading of the output makes it, simplified on the way in
+// and as the test of a branch.
+NODE* read_back_test(const NODE* test) {
+  NODE* t = simp_tree(copy_tree(const_cast<NODE*>(test), false), nullptr, nullptr);
+  return t ? simp_for_control(t, nullptr, nullptr) : t;
+}
+
 // A two-way branch goes out as a branch to its true target followed by a
 // branch to its false one; when the true target is the next block, the test
 // is turned round so that the second branch falls through. Only where the
-// turn leaves the layout as it is: the next reading lays the blocks out by
-// the tests as written, and must find the same order.
+// next reading finds what we write: the turn must leave the layout as it is,
+// since that reading lays the blocks out by the tests as written, and the
+// turned test must read back as written (a test that simplifies further
+// once turned round stays as it is).
 void fall_through_to_next(BBLK* bb, const std::unordered_set<const BBLK*>& free_to_turn) {
   LIST* last = bb->statements;
   while (last && last->next) last = last->next;
@@ -139,7 +153,16 @@ void fall_through_to_next(BBLK* bb, const std::unordered_set<const BBLK*>& free_
   NODE* no = t->right->right;
   if (!yes || !no || !yes->lbl || !no->lbl || !bb->dflink) return;
   if (yes->lbl->bb != bb->dflink || no->lbl->bb == bb->dflink || !free_to_turn.count(bb)) return;
-  t->left = invert_boolean_tree(t->left);
+  NODE* turned = invert_boolean_tree(copy_tree(t->left, false));
+  NODE* read = read_back_test(turned);
+  bool kept = read && trees_are_congruent(read, turned);
+  erase_tree(read);
+  if (!kept) {
+    erase_tree(turned);
+    return;
+  }
+  erase_tree(t->left);
+  t->left = turned;
   t->right->left = no;
   t->right->right = yes;
 }
@@ -265,6 +288,9 @@ void unsimplify() {
       any_asm = any_asm || has_asm(l->tree);
     }
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
+    // Turned while the test is in the simplifier's form, which a reading
+    // of the output gives again; the test is then written out like any tree.
+    fall_through_to_next(bb, free_to_turn);
     for (LIST* l = bb->statements; l; l = l->next) {
       if (!l->tree) continue;
       if (bb == cfg.bb_list && l == bb->statements && tree_is_arg_prolog(l->tree)) {
@@ -280,7 +306,6 @@ void unsimplify() {
       if (!any_asm && opt_level > 0 && move_into_sole_use(l, refs)) continue;
       l->tree = unsimp_tree(l->tree);
     }
-    fall_through_to_next(bb, free_to_turn);
     // Statements emptied above leave their cells.
     LIST** link = &bb->statements;
     while (*link) {
