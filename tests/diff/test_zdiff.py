@@ -7,6 +7,7 @@ reference must be reported.
   test_zdiff.py BUILD_DIR
 """
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -73,6 +74,41 @@ class ZdiffTest(unittest.TestCase):
         with open(self.path("e.icode"), "wb") as f:
             f.write(b[:start] + bytes([47, 3]) + b"hi\0" + b[start:])
         self.assertIsNotNone(zdiff.same_but_comments(self.path("b.icode"), self.path("e.icode")))
+
+    def test_notes_and_type_numbers_pass(self):
+        gen = tool("tools", "icode-gen", "icode-gen")
+        dis, asm = tool("tools", "icode-text", "icode-dis"), tool("tools", "icode-text", "icode-as")
+        subprocess.run([gen, "--functions", "3", "--nodes", "40", "-o", self.path("g.icode")], check=True,
+                       stdout=subprocess.DEVNULL)
+        self.zopt_run(self.path("g.icode"), self.path("a.icode"))
+        a = read(self.path("a.icode"))
+
+        # zopt's own notes (text beginning with '*') are dropped by a reading.
+        start = [r for r in zdiff._records(a) if r[1] == 101][-1][0]
+        with open(self.path("n.icode"), "wb") as f:
+            f.write(a[:start] + bytes([47, 5]) + b"*** \0" + a[start:])
+        self.assertIsNone(zdiff.same_but_comments(self.path("a.icode"), self.path("n.icode")))
+
+        # The same file with its types numbered otherwise: the same but for
+        # the numbers, and only with icode-dis at hand.
+        text = subprocess.run([dis, self.path("a.icode")], check=True, stdout=subprocess.PIPE).stdout.decode()
+        defined = sorted({int(n) for n in re.findall(r"^type #(\d+)", text, re.M)})
+        self.assertGreater(len(defined), 1)
+        moved = defined[-2]
+
+        def renumber(t):
+            return "\n".join(re.sub(r"#%d\b" % moved, "#%d" % (defined[-1] + 7), line)
+                             if line.startswith(("type ", "  param #")) else line for line in t.split("\n"))
+
+        for name, body in (("r", renumber(text)), ("s", renumber(text).replace("(ICON int 1)", "(ICON int 2)", 1))):
+            with open(self.path(name + ".txt"), "w") as f:
+                f.write(body)
+            subprocess.run([asm, self.path(name + ".txt"), "-o", self.path(name + ".icode")], check=True)
+        self.assertNotEqual(read(self.path("r.icode")), a)
+        self.assertIsNotNone(zdiff.same_but_comments(self.path("a.icode"), self.path("r.icode")))
+        self.assertIsNone(zdiff.same_but_comments(self.path("a.icode"), self.path("r.icode"), dis))
+        self.assertIn("(ICON int 2)", read(self.path("s.txt")).decode())
+        self.assertIsNotNone(zdiff.same_but_comments(self.path("a.icode"), self.path("s.icode"), dis))
 
     def test_run_that_differs_is_reported(self):
         src = os.path.join(zdiff.TOP, "tests", "run", "arith.itxt")

@@ -8,6 +8,7 @@ same file but for the command-line comments), and it must run exactly as the
 reference: the same standard output and the same exit status.
 """
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -48,6 +49,7 @@ class Tools:
         self.build = os.path.abspath(build)
         self.zopt = os.path.join(self.build, "zopt")
         self.icode_run = os.path.join(self.build, "tools", "icode-run", "icode-run")
+        self.icode_dis = os.path.join(self.build, "tools", "icode-text", "icode-dis")
         self.c2icode = os.path.abspath(c2icode) if c2icode else os.path.join(
             self.build, "tools", "c2icode", "c2icode")
         self.csmith = csmith or shutil.which("csmith")
@@ -195,6 +197,13 @@ def _is_command_line(data, rid, body, end):
     return rid == COMMENT and data[body:body + 2] == b";\t"
 
 
+def _is_passing_comment(data, rid, body, end):
+    """Comments that no reading keeps as they stand: each run adds its command
+    line, and a reading drops zopt's own notes (text beginning with '*'),
+    which the optimising run that made them may make again or not."""
+    return _is_command_line(data, rid, body, end) or (rid == COMMENT and data[body:body + 1] == b"*")
+
+
 def _symbol_file_offset(data, body, end):
     """Start and end of the file-offset field of a symbol record."""
     pos = data.index(b"\0", body, end) + 1  # name
@@ -209,23 +218,24 @@ def _symbol_file_offset(data, body, end):
 
 
 def normalized_records(path):
-    """The records of an icode file with the command-line comments left out,
-    the header's section offsets blanked, and the file offsets of symbols
-    moved back by the bytes of the comments in front of them."""
+    """The records of an icode file with the passing comments (command lines,
+    zopt's own notes) left out, the header's section offsets blanked, and the
+    file offsets of symbols moved back by the bytes of the comments in front
+    of them."""
     with open(path, "rb") as f:
         data = f.read()
     recs = _records(data)
     if not recs or recs[0][1] != MAGIC:
         raise ValueError("no header record")
     dropped = [(start, end - start) for start, rid, body, end in recs
-               if _is_command_line(data, rid, body, end)]
+               if _is_passing_comment(data, rid, body, end)]
 
     def moved(offset):
         return offset - sum(size for start, size in dropped if start < offset)
 
     out = []
     for start, rid, body, end in recs:
-        if _is_command_line(data, rid, body, end):
+        if _is_passing_comment(data, rid, body, end):
             continue
         chunk = data[body:end]
         if rid == MAGIC:
@@ -240,19 +250,57 @@ def normalized_records(path):
     return out
 
 
-def same_but_comments(a, b):
-    """None when the files are the same but for command-line comments, else
-    a short description of the first difference."""
+def same_but_comments(a, b, icode_dis=None):
+    """None when the files are the same but for passing comments, else a short
+    description of the first difference. With `icode_dis`, files that differ
+    only in the numbers of their types count as the same: types get their
+    numbers in the order a run makes them, so a run that drops the last use of
+    a type leaves a gap that the next reading closes."""
     try:
         ra, rb = normalized_records(a), normalized_records(b)
     except ValueError as e:
         return "cannot split into records: %s" % e
+    found = None
     for i, (x, y) in enumerate(zip(ra, rb)):
         if x != y:
-            return "record %d differs (id %d against id %d)" % (i, x[0], y[0])
-    if len(ra) != len(rb):
-        return "%d records against %d" % (len(ra), len(rb))
-    return None
+            found = "record %d differs (id %d against id %d)" % (i, x[0], y[0])
+            break
+    if not found and len(ra) != len(rb):
+        found = "%d records against %d" % (len(ra), len(rb))
+    if found and icode_dis:
+        ta, tb = text_with_types_renumbered(icode_dis, a), text_with_types_renumbered(icode_dis, b)
+        if ta is not None and ta == tb:
+            return None
+    return found
+
+
+TYPE_NUMBER = re.compile(r"#(\d+)")
+
+
+def text_with_types_renumbered(icode_dis, path):
+    """The text icode-dis gives of a file, without passing comments, its types
+    numbered 1, 2, ... in the order they are defined; None if icode-dis fails.
+    Type numbers stand only in the types section: in type lines and in the
+    lists below them (symbol numbers elsewhere look alike)."""
+    r = subprocess.run([icode_dis, path], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    if r.returncode != 0:
+        return None
+    lines = r.stdout.decode(errors="replace").splitlines()
+    number = {}
+    for line in lines:
+        if line.startswith("type #"):
+            number.setdefault(TYPE_NUMBER.match(line, 5).group(1), len(number) + 1)
+    out = []
+    in_list = False
+    for line in lines:
+        text = line.lstrip()
+        if text.startswith('comment ";\\t') or text.startswith('comment "*'):
+            continue
+        if line.startswith("type ") or in_list:
+            in_list = (line.startswith("type ") and line.endswith("{")) or (in_list and line != "}")
+            line = TYPE_NUMBER.sub(lambda m: "#%s" % number.get(m.group(1), "?" + m.group(1)), line)
+        out.append(line)
+    return out
 
 
 # ---------------------------------------------------------------------------
@@ -310,7 +358,7 @@ def judge_output(tools, out, ref, max_steps, timeout, icode_check):
     if r.status != 0 or sanitizer_report(r):
         return "zopt --opt_level=0 cannot read its output again (status %s):\n%s" % (
             r.status, tail(r.err or r.out)), None
-    diff = same_but_comments(again, third)
+    diff = same_but_comments(again, third, tools.icode_dis if os.access(tools.icode_dis, os.X_OK) else None)
     if diff:
         return "a second reading at level 0 changes the file: %s" % diff, None
     if icode_check:
