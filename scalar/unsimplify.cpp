@@ -198,8 +198,12 @@ bool has_asm(const NODE* t) {
 
 // x = e; S(x) where S reads x once and x is named nowhere else: S(e).
 // The definition is the statement before S in the same block, e and the
-// operands of S have no effects, so e sees the same memory in S.
-bool move_into_sole_use(LIST* def, std::multiset<const SYMTAB*>& refs) {
+// operands of S have no effects, so e sees the same memory in S. The
+// flow-graph clean-up has run and a later reading runs it again: the tests
+// of branches keep the form it gave them, no block is left as one statement
+// and a jump (the arm if-conversion looks for), and S(e) must be as the
+// simplifier leaves it, or that reading would take up what it finds.
+bool move_into_sole_use(const BBLK* bb, LIST* def, std::multiset<const SYMTAB*>& refs) {
   NODE* t = def->tree;
   LIST* next = def->next;
   if (!t || t->op != ASG || !t->left || t->left->op != NAME || !t->right || !next || !next->tree) return false;
@@ -212,24 +216,40 @@ bool move_into_sole_use(LIST* def, std::multiset<const SYMTAB*>& refs) {
   NODE* s = next->tree;
   if (s->op == LABELDEF || s->op == PCOMMA || s->op == ASM || s->op == PPRAGMA || !effects_only_at_root(s))
     return false;
-  NODE** slot = find_sole_use(x, &next->tree);
-  if (!slot || !same_type((*slot)->type, e->type)) return false;
+  if (s->op == IF || s->op == SWITCH || s->op == CBRANCH) return false;
+  LIST* after = next->next;
+  if (bb->statements == def && after && !after->next && after->tree && after->tree->op == BRANCH) return false;
+  NODE* moved = copy_tree(s, false);
+  NODE** slot = find_sole_use(x, &moved);
+  if (!slot || !same_type((*slot)->type, e->type)) {
+    erase_tree(moved);
+    return false;
+  }
   erase_tree(*slot);
-  *slot = e;
-  t->right = nullptr;
-  erase_tree(t);
-  def->tree = nullptr;
-  refs.erase(x);
+  NODE* value = copy_tree(e, false);
+  *slot = value;
   // The operand that took the value may simplify with it: x = a + 1;
   // y = x + 2 gives y = a + 3.
-  for (NODE** side : {&s->left, &s->right}) {
-    if (!contains(*side, e)) continue;
+  for (NODE** side : {&moved->left, &moved->right}) {
+    if (!contains(*side, value)) continue;
     NODE* simpler = simp_tree(copy_tree(*side, false), nullptr, nullptr);
     if (!simpler) break;
     erase_tree(*side);
     *side = simpler;
     break;
   }
+  NODE* again = simp_tree(copy_tree(moved, false), nullptr, nullptr);
+  bool settled = again && trees_are_congruent(again, moved);
+  erase_tree(again);
+  if (!settled) {
+    erase_tree(moved);
+    return false;
+  }
+  erase_tree(next->tree);
+  next->tree = moved;
+  erase_tree(t);
+  def->tree = nullptr;
+  refs.erase(x);
   return true;
 }
 
@@ -303,7 +323,7 @@ void unsimplify() {
         if (!l->tree) continue;
       }
       // Assembly text may name a local the trees do not show.
-      if (!any_asm && opt_level > 0 && move_into_sole_use(l, refs)) continue;
+      if (!any_asm && opt_level > 0 && move_into_sole_use(bb, l, refs)) continue;
       l->tree = unsimp_tree(l->tree);
     }
     // Statements emptied above leave their cells.
