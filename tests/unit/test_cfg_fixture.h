@@ -101,6 +101,28 @@ class CfgTest : public testing::Test {
     lex = 0;
   }
 
+  // A new function in place of the current one, the flags left as they
+  // are: for tests that make many functions in a loop.
+  void fresh_function(const char* prefix) {
+    print_debug = 0;
+    erase_all();
+    print_debug = 1;
+    locals.clear();
+    params.clear();
+    param_order.clear();
+    static int serial = 0;
+    std::string name = prefix + std::to_string(++serial);
+    fn = global_symbol(name.c_str(), tp->mk_func(int_t, false, false, false, 0, 0, 0));
+    fi = make_FUNINFO(name.c_str());
+    fi->sym = fn;
+    fi->stmts = nullptr;
+    currfunc = fn;
+    currfuninfo = fi;
+    fclose(log);
+    log = tmpfile();
+    fdebug = log;
+  }
+
   // A new function in place of the current one, within one test.
   void reset() {
     TearDown();

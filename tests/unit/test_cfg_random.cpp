@@ -19,26 +19,6 @@ class Random : public CfgTest {
   std::mt19937 rng;
   int pick(int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); }
 
-  // Starts a new function in place of the current one.
-  void fresh_function() {
-    print_debug = 0;
-    erase_all();
-    print_debug = 1;
-    locals.clear();
-    params.clear();
-    param_order.clear();
-    static int serial = 0;
-    std::string name = "rnd" + std::to_string(++serial);
-    fn = global_symbol(name.c_str(), tp->mk_func(int_t, false, false, false, 0, 0, 0));
-    fi = make_FUNINFO(name.c_str());
-    fi->sym = fn;
-    fi->stmts = nullptr;
-    currfunc = fn;
-    currfuninfo = fi;
-    fclose(log);
-    log = tmpfile();
-    fdebug = log;
-  }
 
   const char* vars[5] = {"a", "b", "x", "y", "i"};
   NODE* leaf() { return pick(3) ? n(vars[pick(5)]) : k(pick(13) - 3); }
@@ -257,7 +237,7 @@ class Random : public CfgTest {
     const std::vector<std::vector<long>> inputs = {{0, 0}, {3, 5}, {-2, 7}, {6, -1}, {1, 1}, {9, 4}, {5, 12}};
     int compared = 0, total_blocks = 0;
     for (unsigned seed = from; seed < to; ++seed) {
-      fresh_function();
+      fresh_function("rnd");
       generate(seed, 12 + static_cast<int>(seed % 20), 2 + static_cast<int>(seed % 7));
       std::vector<RUN> before;
       for (const auto& in : inputs) before.push_back(run_list(in));
@@ -343,7 +323,7 @@ TEST_F(Random, RepeatedCleansAreStable) {
 TEST_F(Random, TurningATestFreeToTurnKeepsTheLayout) {
   int turned = 0, moved_by_others = 0;
   for (unsigned seed = 9001; seed < 9300; ++seed) {
-    fresh_function();
+    fresh_function("rnd");
     generate(seed, 12 + static_cast<int>(seed % 20), 2 + static_cast<int>(seed % 7));
     seq_trees();
     buildcfg();

@@ -18,25 +18,6 @@ class EmptyLoop : public CfgTest {
     return v[static_cast<size_t>(pick(static_cast<long>(v.size())))];
   }
 
-  void fresh_function() {
-    print_debug = 0;
-    erase_all();
-    print_debug = 1;
-    locals.clear();
-    params.clear();
-    param_order.clear();
-    static int serial = 0;
-    std::string name = "loop" + std::to_string(++serial);
-    fn = global_symbol(name.c_str(), tp->mk_func(int_t, false, false, false, 0, 0, 0));
-    fi = make_FUNINFO(name.c_str());
-    fi->sym = fn;
-    fi->stmts = nullptr;
-    currfunc = fn;
-    currfuninfo = fi;
-    fclose(log);
-    log = tmpfile();
-    fdebug = log;
-  }
 
   // The loop: x of type t enters with `entry` (or the parameter when
   // not `known`), steps by `step` in one of four spellings, and goes round
@@ -125,7 +106,7 @@ class EmptyLoop : public CfgTest {
   // Cleans the loop; when it went, runs a second copy made alike before
   // and after the clean-up. A loop that stays is the loop it was.
   void check(const SHAPE& sh, const std::string& what, const std::vector<long>& args) {
-    fresh_function();
+    fresh_function("loop");
     generate(sh);
     build();
     simpcfg(false, false);
@@ -134,7 +115,7 @@ class EmptyLoop : public CfgTest {
       return;
     }
     ++removed;
-    fresh_function();
+    fresh_function("loop");
     generate(sh);
     bool narrow = sh.t->size == 16;
     std::vector<long> inputs;
