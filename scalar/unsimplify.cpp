@@ -8,7 +8,7 @@
 // of it goes straight into that read (find_sole_use). Last, the locals are
 // put in their stack order.
 #include <cstdio>
-#include <set>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "driver/globals.h"
@@ -106,15 +106,24 @@ NODE* unsimp_tree(NODE* t) {
   return t;
 }
 
-void count_names(const NODE* t, std::multiset<const SYMTAB*>& seen) {
+// How often each symbol is named in the function; a multiset's count walks
+// every copy, which made a large function quadratic.
+using NameCounts = std::unordered_map<const SYMTAB*, unsigned>;
+
+unsigned uses_of(const NameCounts& refs, const SYMTAB* sym) {
+  auto it = refs.find(sym);
+  return it == refs.end() ? 0 : it->second;
+}
+
+void count_names(const NODE* t, NameCounts& seen) {
   for (; t; t = t->right) {
-    if (t->op == NAME) seen.insert(t->name_symbol());
+    if (t->op == NAME) ++seen[t->name_symbol()];
     count_names(t->left, seen);
   }
 }
 
 // A prolog copy whose local is read nowhere else goes; the parameter stays.
-NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>& refs) {
+NODE* drop_unused_prolog_copies(NODE* prolog, const NameCounts& refs) {
   if (!prolog) return prolog;
   if (prolog->op == PCOMMA) {
     prolog->left = drop_unused_prolog_copies(prolog->left, refs);
@@ -125,7 +134,7 @@ NODE* drop_unused_prolog_copies(NODE* prolog, const std::multiset<const SYMTAB*>
   }
   if (prolog->op != ASG || !prolog->left || prolog->left->op != NAME) return prolog;
   const SYMTAB* local = prolog->left->name_symbol();
-  if (!local || is_lvalue_volatile(prolog->left) || refs.count(local) > 1) return prolog;
+  if (!local || is_lvalue_volatile(prolog->left) || uses_of(refs, local) > 1) return prolog;
   erase_tree(prolog);
   return nullptr;
 }
@@ -203,7 +212,7 @@ bool has_asm(const NODE* t) {
 // of branches keep the form it gave them, no block is left as one statement
 // and a jump (the arm if-conversion looks for), and S(e) must be as the
 // simplifier leaves it, or that reading would take up what it finds.
-bool move_into_sole_use(const BBLK* bb, LIST* def, std::multiset<const SYMTAB*>& refs) {
+bool move_into_sole_use(const BBLK* bb, LIST* def, NameCounts& refs) {
   NODE* t = def->tree;
   LIST* next = def->next;
   if (!t || t->op != ASG || !t->left || t->left->op != NAME || !t->right || !next || !next->tree) return false;
@@ -211,7 +220,7 @@ bool move_into_sole_use(const BBLK* bb, LIST* def, std::multiset<const SYMTAB*>&
   NODE* e = t->right;
   // A constant or an address is copy propagation's business, which folds
   // what it gives; here only computed values move.
-  if (!is_plain_local(x) || refs.count(x) != 2 || tree_has_side_effects(e) || is_leaf_like(e)) return false;
+  if (!is_plain_local(x) || uses_of(refs, x) != 2 || tree_has_side_effects(e) || is_leaf_like(e)) return false;
   if (!same_type(t->left->type, e->type) || !same_type(x->type, e->type)) return false;
   NODE* s = next->tree;
   if (s->op == LABELDEF || s->op == PCOMMA || s->op == ASM || s->op == PPRAGMA || !effects_only_at_root(s))
@@ -300,7 +309,7 @@ void unsimplify() {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'unsimp_blocks' ----------\n");
   renumber_bblocks();
   std::unordered_set<const BBLK*> free_to_turn = tests_free_to_turn();
-  std::multiset<const SYMTAB*> refs;
+  NameCounts refs;
   bool any_asm = false;
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink)
     for (LIST* l = bb->statements; l; l = l->next) {
