@@ -67,6 +67,16 @@ struct SYMTAB {
   uint16_t word16 = 65535;
   uint8_t sflags = 0;
   int32_t block = 0;  // block number of the definition, for dumps
+  uint8_t alias_marks = 0;  // ALIAS_MARKS; recomputed by the passes that read them
+};
+
+// Per-symbol alias facts. ALIAS_EXPOSED: the address escapes, so the symbol
+// may be read or written through a pointer or by a callee. The two group bits
+// pair symbols that overlap in memory although they have different names: a
+// pair aliases when one carries ALIAS_GROUP_A and the other ALIAS_GROUP_B.
+enum ALIAS_MARKS : uint8_t {
+  ALIAS_EXPOSED = 0x01, ALIAS_GROUP_A = 0x02, ALIAS_GROUP_B = 0x04,
+  ALIAS_VECTOR_OR_COMPLEX = 0x08,
 };
 
 // Lexical scope.
