@@ -46,7 +46,7 @@ namespace {
 
 PRAGMA* new_dead_pragma(PRAGMA* next) {
   PRAGMA* p = static_cast<PRAGMA*>(zalloc0(0, sizeof(PRAGMA)));
-  p->id = 59;
+  p->id = PRAGMA_DEAD;
   p->argc = 0;
   p->argv = nullptr;
   p->next = next;
@@ -57,25 +57,25 @@ void print_pragmas(const SYMTAB* s) {
   for (const PRAGMA* p = s->pragmas; p; p = p->next) {
     const char* a0 = p->argc > 0 ? p->argv[0] : "";
     switch (p->id & 0xff) {
-      case 49: fprintf(fdebug, "\t  Symbol pragma: SOURCE LANGUAGE = '%s'\n", a0); break;
-      case 51: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS LOCAL STATIC OF %s()\n", a0); break;
-      case 55: fprintf(fdebug, "\t  Symbol pragma: TRANSLATION UNIT ID #%s\n", a0); break;
-      case 58: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS CLASS MEMBER\n"); break;
-      case 59: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS DEAD\n"); break;
-      case 69: fprintf(fdebug, "\t  Symbol pragma: COMDAT GROUP %s\n", a0); break;
-      case 71:
+      case PRAGMA_SOURCE_LANGUAGE: fprintf(fdebug, "\t  Symbol pragma: SOURCE LANGUAGE = '%s'\n", a0); break;
+      case PRAGMA_LOCAL_STATIC_OF: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS LOCAL STATIC OF %s()\n", a0); break;
+      case PRAGMA_TRANSLATION_UNIT: fprintf(fdebug, "\t  Symbol pragma: TRANSLATION UNIT ID #%s\n", a0); break;
+      case PRAGMA_CLASS_MEMBER: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS CLASS MEMBER\n"); break;
+      case PRAGMA_DEAD: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS DEAD\n"); break;
+      case PRAGMA_COMDAT_GROUP: fprintf(fdebug, "\t  Symbol pragma: COMDAT GROUP %s\n", a0); break;
+      case PRAGMA_CTOR_DTOR:
         if (p->argc > 0 && a0[0] == 'C' && a0[1] == 0) fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS CONSTRUCTOR\n");
         else if (p->argc > 0 && a0[0] == 'D' && a0[1] == 0) fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS DESTRUCTOR\n");
         else fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS CONSTRUCTOR/DESTRUCTOR\n");
         break;
-      case 75:
+      case PRAGMA_EXCEPTION_SPEC:
         fprintf(fdebug, "\t  Symbol pragma: EXCEPTION SPEC: (");
         for (uint32_t i = 0; i < p->argc; ++i) fprintf(fdebug, " %s", p->argv[i]);
         fprintf(fdebug, " )\n");
         break;
-      case 78: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS FUNCTION SYNONYM of %s\n", a0); break;
-      case 81: fprintf(fdebug, "\t  Symbol pragma: FUNC_RET_BY_CCTOR\n"); break;
-      case 88: fprintf(fdebug, "\t  Symbol pragma: FUNCTION ALWAYS INLINE\n"); break;
+      case PRAGMA_FUNCTION_SYNONYM: fprintf(fdebug, "\t  Symbol pragma: SYMBOL IS FUNCTION SYNONYM of %s\n", a0); break;
+      case PRAGMA_RET_BY_CCTOR: fprintf(fdebug, "\t  Symbol pragma: FUNC_RET_BY_CCTOR\n"); break;
+      case PRAGMA_ALWAYS_INLINE: fprintf(fdebug, "\t  Symbol pragma: FUNCTION ALWAYS INLINE\n"); break;
       default:
         fprintf(fdebug, "\t  Symbol pragma #%d has %d arguments:", static_cast<int>(p->id), static_cast<int>(p->argc));
         for (uint32_t i = 0; i < p->argc; ++i) fprintf(fdebug, " %s", p->argv[i]);
@@ -92,12 +92,12 @@ void write_global_epilogue() {
     if (s->sflags & SF_CLUSTERED) s->sclass = s->sclass == SC_EXTDEF ? SC_CLUSTER_EXTDEF : SC_CLUSTER_OTHER;
     revert_symbol_type(s);
     if (s->sclass != SC_EXTDEF && s->sclass != SC_STATIC) continue;
-    if (symbol_has_pragma(s, 52)) continue;
+    if (symbol_has_pragma(s, PRAGMA_KEEP_ALIVE)) continue;
     if (s->type && s->type->is_func()) {
       FUNINFO* f = find_FUNINFO(skip_name_prefix(s->name));
       const uint32_t keep = FUN_is_main | FUN_is_interrupt | FUN_is_anonymous | FUN_is_processed | FUN_is_pragma_EXT;
       if (f && function_is_defined(f) && !(f->flags & keep)) s->pragmas = new_dead_pragma(s->pragmas);
-    } else if (s->sclass == SC_STATIC && !(s->scqual & 0x8000) && no_outside_writers) {
+    } else if (s->sclass == SC_STATIC && !(s->scqual & SQ_REFERENCED) && no_outside_writers) {
       s->pragmas = new_dead_pragma(s->pragmas);
     }
   }

@@ -9,6 +9,7 @@
 #include "diag/signals.h"
 #include "driver/globals.h"
 #include "icode/if_file.h"
+#include "ir/opt_expr.h"
 #include "icode/opt_client.h"
 #include "icode/opt_write.h"
 #include "ir/mmgt.h"
@@ -251,7 +252,7 @@ void emit_cmd_line_text() {
   }
   saved_argc = 0;
   snprintf(bug_file_name, sizeof bug_file_name, "%s", text.c_str());
-  wrasmr(47, text.c_str(), nullptr);
+  wrasmr(ASM_COMMENT, text.c_str(), nullptr);
 }
 
 void close_files() {

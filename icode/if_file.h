@@ -69,6 +69,8 @@ enum IF_RECORD_ID : int {
 constexpr int ICODE_VERSION = -73;
 constexpr int ICODE_OLDEST_VERSION = -86;
 constexpr int ICODE_CPU_ID = 1000;
+// A target whose 32-bit longs are read as ints.
+constexpr int ICODE_CPU_ID_LONG_IS_INT = 500;
 
 // The reader's failure texts, printed with puts before exit(1).
 extern const char* const IF_MSG_INVALID_RECORD;

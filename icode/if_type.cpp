@@ -104,7 +104,7 @@ int integral_ikind(int code) {
 
 // A target with cpu id 500 has 32-bit longs that are plain ints.
 int read_type_long_as_int(int ikind, uint32_t size) {
-  if (icode_cpu_id == 500 && size == 32) {
+  if (icode_cpu_id == ICODE_CPU_ID_LONG_IS_INT && size == 32) {
     if (ikind == TYPE::IK_LONG) return TYPE::IK_INT;
     if (ikind == TYPE::IK_ULONG) return TYPE::IK_UINT;
   }

@@ -83,11 +83,11 @@ SYMTAB* OPT_CLIENT::cl_symbol_create(const char* name, TYPE* type, TYPE* type2, 
     norm = normalized_underlying_type(declared);
     if (declared->is_qualified()) norm = tp->mk_qual(norm, declared->qual_kind(false));
   }
-  uint16_t q = static_cast<uint16_t>(qual & 0x19ff);
+  uint16_t q = static_cast<uint16_t>(qual & SQ_READ_MASK);
   bool is_const = declared && (declared->qual_kind(false) & TYPE::Q_CONST);
   if (lex == 0 && !is_const && opt_level < 3) {
-    q |= 0xc000;
-    if ((q & 0x90) != 0x90) q |= 0x2000;
+    q |= SQ_USAGE_2 | SQ_REFERENCED;
+    if ((q & (SQ_INTRINSIC | SQ_GLOBAL_REG)) != (SQ_INTRINSIC | SQ_GLOBAL_REG)) q |= SQ_USAGE_1;
   }
   SYMTAB* s = new (zalloc0(lex, sizeof(SYMTAB))) SYMTAB();
   s->name = zstrdup(lex, name);
@@ -157,7 +157,7 @@ void OPT_CLIENT::cl_begin_func(SYMTAB* sym, PSN* psn) {
   lex = 1;
   currfuninfo->byte0 = currfuninfo->bitfield_used = currfuninfo->intrinsic_used = 0;
   currfuninfo->leaf = 1;
-  if (sym->scqual & 0x20) currfuninfo->flags |= FUN_is_interrupt;
+  if (sym->scqual & SQ_INTERRUPT) currfuninfo->flags |= FUN_is_interrupt;
   reset_function_scopes();
   LS::open(psn, nullptr, 0);  // the file level
   LS::open(psn, sym, 0);      // the function
@@ -206,9 +206,9 @@ void OPT_CLIENT::cl_label(uint32_t id) {
   currfuninfo->stmts = mkelist(n, currfuninfo->stmts, nullptr);
 }
 
-void OPT_CLIENT::cl_comment(const char* text) { comment_or_asm(47, text, nullptr); }
+void OPT_CLIENT::cl_comment(const char* text) { comment_or_asm(ASM_COMMENT, text, nullptr); }
 
-void OPT_CLIENT::cl_inline_asm(const char* text, PSN* psn) { comment_or_asm(36, text, psn); }
+void OPT_CLIENT::cl_inline_asm(const char* text, PSN* psn) { comment_or_asm(ASM_TEXT, text, psn); }
 
 void OPT_CLIENT::cl_end_func(PSN* psn) {
   // No built-in descriptors exist on this target, so fix_BIF_types has

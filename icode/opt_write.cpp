@@ -106,7 +106,7 @@ NODE* rewrite_for_output(NODE* t) {
     }
     case NAME: {
       SYMTAB* s = t->name_symbol();
-      if (s && s->lex_level == 0) s->scqual |= 0x8000;
+      if (s && s->lex_level == 0) s->scqual |= SQ_REFERENCED;
       break;
     }
     case LABEL:
@@ -185,11 +185,11 @@ void wrexpr(LIST* element) {
   if (source_interlist && t->op != ASM && t->op != PCOMMA) o_file->if_write_comment(stmt2infix(t));
   switch (t->op) {
     case ASM:
-      if (t->value.as_int64() == 47) o_file->if_write_comment(t->text ? t->text : "");
+      if (t->value.as_int64() == ASM_COMMENT) o_file->if_write_comment(t->text ? t->text : "");
       else o_file->if_write_assembly(t->text ? t->text : "", element->psn);
       return;
     case PPRAGMA:
-      if (t->sym && static_cast<PRAGMA*>(t->sym)->id != 57) o_file->if_write_pragma(static_cast<PRAGMA*>(t->sym));
+      if (t->sym && static_cast<PRAGMA*>(t->sym)->id != PRAGMA_NOT_WRITTEN) o_file->if_write_pragma(static_cast<PRAGMA*>(t->sym));
       return;
     case IF: {
       // A two-way branch travels as CBRANCH to the true target followed by
@@ -218,6 +218,6 @@ void wrtree(NODE* tree) {
 
 void wrasmr(int kind, const char* text, PSN* psn) {
   if (!o_file) return;
-  if (kind == 47) o_file->if_write_comment(text);
+  if (kind == ASM_COMMENT) o_file->if_write_comment(text);
   else o_file->if_write_assembly(text, psn);
 }

@@ -202,7 +202,7 @@ const char* NODE::fcon_value() {
 
 void NODE::mk_name(SYMTAB* s) {
   sym = s;
-  if (s && s->scqual == 0x10 && currfuninfo) currfuninfo->intrinsic_used = 1;
+  if (s && s->scqual == SQ_INTRINSIC && currfuninfo) currfuninfo->intrinsic_used = 1;
 }
 
 void NODE::mk_field(int kind, fkMDATA* m, TYPE* csu) {

@@ -38,7 +38,14 @@ enum OPCODE {
   MIXVALUE = 179, MIX_CONJ = 180, MIX_DISJ = 181, MIX_SET = 182, BGNBLOCK = 183,
   ENDBLOCK = 184, SSA_PHI = 185, SSA_USE = 186, SSA_DEF = 187, SSA_MU = 188,
   SSA_CHI = 189,
+  // Operators with an operand count and no name; 137 is a vector operator.
+  OP_UNNAMED_100 = 100, OP_UNNAMED_102 = 102, OP_UNNAMED_116 = 116, OP_UNNAMED_117 = 117,
+  OP_UNNAMED_137 = 137,
 };
+
+// The `value` of an ASM node: the kind of record its text came from, a
+// comment or assembly text.
+enum ASM_KIND { ASM_TEXT = 36, ASM_COMMENT = 47 };
 
 // A source position; null PSN* means none. The file name text is owned by the
 // file-name table of the icode reader.

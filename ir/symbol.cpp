@@ -175,13 +175,13 @@ void opt_process_pragma(SYMTAB* sym, PRAGMA* pragma) {
   uint32_t id = pragma->id & 0xff;
   FUNINFO* f = sym->type && sym->type->is_func() ? make_FUNINFO(skip_name_prefix(sym->name)) : nullptr;
   switch (id) {
-    case 52:  // keeps the symbol from being marked dead
-      sym->scqual |= 0xe000;
+    case PRAGMA_KEEP_ALIVE:
+      sym->scqual |= SQ_USAGE_BITS;
       break;
-    case 49:  // source language
+    case PRAGMA_SOURCE_LANGUAGE:
       if (f && pragma->argc > 0 && strcmp(pragma->argv[0], "C++") == 0) f->flags |= FUN_is_cpp;
       break;
-    case 78:  // function synonym
+    case PRAGMA_FUNCTION_SYNONYM:
       if (f) f->flags |= FUN_cannot_inline | FUN_cannot_suppress;
       break;
     default:

@@ -37,6 +37,42 @@ enum SCLASS {
   SC_CLUSTER_OTHER = 108, SC_CLUSTER_EXTDEF = 109,
 };
 
+// Bits of the 16-bit storage qualifier `scqual`.
+enum SCQUAL_BITS : uint16_t {
+  SQ_INLINE = 0x0004,
+  SQ_0008 = 0x0008,  // no meaning to the optimizer but this:
+  // cleared on the function in hand while do_one_function optimises it
+  SQ_CLEARED_WHILE_OPTIMISED = SQ_INLINE | SQ_0008,
+  SQ_INTRINSIC = 0x0010,  // a cregister; a NAME of it marks the function
+  SQ_INTERRUPT = 0x0020,
+  SQ_GLOBAL_REG = 0x0080,  // a variable held in a global register
+  // The three usage bits of a global; SQ_REFERENCED is set for each global
+  // the written code refers to.
+  SQ_USAGE_1 = 0x2000,
+  SQ_USAGE_2 = 0x4000,
+  SQ_REFERENCED = 0x8000,
+  SQ_USAGE_BITS = SQ_USAGE_1 | SQ_USAGE_2 | SQ_REFERENCED,
+  // The bits of a qualifier read from a file that are kept.
+  SQ_READ_MASK = 0x19ff,
+};
+
+// Pragma ids the optimizer reads or writes (PRAGMA::id, 8 bits in use).
+enum PRAGMA_ID : uint32_t {
+  PRAGMA_SOURCE_LANGUAGE = 49,
+  PRAGMA_LOCAL_STATIC_OF = 51,
+  PRAGMA_KEEP_ALIVE = 52,  // keeps the symbol from being marked dead
+  PRAGMA_TRANSLATION_UNIT = 55,
+  PRAGMA_NOT_WRITTEN = 57,  // a statement pragma that never goes to the output
+  PRAGMA_CLASS_MEMBER = 58,
+  PRAGMA_DEAD = 59,
+  PRAGMA_COMDAT_GROUP = 69,
+  PRAGMA_CTOR_DTOR = 71,
+  PRAGMA_EXCEPTION_SPEC = 75,
+  PRAGMA_FUNCTION_SYNONYM = 78,
+  PRAGMA_RET_BY_CCTOR = 81,  // returns a class by copy construction
+  PRAGMA_ALWAYS_INLINE = 88,
+};
+
 enum SFLAGS {
   SF_HAS_HOME = 0x01, SF_USER = 0x04, SF_SAFE_AUTO = 0x08, SF_OWN_STATIC = 0x10,
   SF_CLUSTERED = 0x80,

@@ -96,7 +96,7 @@ class MODIFIES {
       case UICALL:
         return tree_has_side_effects(t) && any_read_escapes();
       case ASM:
-        return t->value.as_int64() != 47 && any_read_escapes();
+        return t->value.as_int64() != ASM_COMMENT && any_read_escapes();
       case ASG:
       case STASG:
       case ARASG:

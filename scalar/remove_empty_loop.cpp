@@ -24,7 +24,7 @@ constexpr long kMaxSimulatedTrips = 1L << 17;
 
 const char* const kDeletedNote = "+       ----------------------- /* EMPTY LOOP DELETED */ ";
 
-bool is_comment(const NODE* t) { return t && t->op == ASM && t->value.as_int64() == 47; }
+bool is_comment(const NODE* t) { return t && t->op == ASM && t->value.as_int64() == ASM_COMMENT; }
 
 // A plain counter: a non-volatile variable of an integral type of at most
 // 32 bits, bool excluded (its arithmetic does not wrap).
@@ -305,7 +305,7 @@ bool remove_empty_loop(BBLK* bb) {
   LIST** tail = &head;
   NODE* note = maketree(ASM, nullptr, nullptr, tp->basic[TYPE_PKG::BT_VOID], scope);
   note->text = zstrdup(1, kDeletedNote);
-  note->value = INT65(47);
+  note->value = INT65(ASM_COMMENT);
   append_cell(tail, note, psn);
   // Keep the stores of constants and, unless the final value is a
   // constant, the first step; free everything else but the IF.

@@ -587,7 +587,7 @@ LIST* mark_never_returning_call(LIST* cell) {
   LS* scope = cell->tree->scope;
   NODE* note = maketree(ASM, nullptr, nullptr, v, scope);
   note->text = zstrdup(1, "***\t; the preceding call never returns");
-  note->value = INT65(47);
+  note->value = INT65(ASM_COMMENT);
   NODE* never = mk_MCALL("_never_executed", nullptr, v);
   NODE* ret = maketree(URETURN, mk_NAME(currfunc, scope), nullptr, v, scope);
   LIST* c3 = mkelist(ret, cell->next, cell->psn);

@@ -24,7 +24,7 @@ const int kMaxRounds = 64;
 
 bool is_vector_op(int op) {
   switch (op) {
-    case VPACK: case VPACKM: case VPACK1P: case 137: case VFIELD: case VRCONV: case VSCONV:
+    case VPACK: case VPACKM: case VPACK1P: case OP_UNNAMED_137: case VFIELD: case VRCONV: case VSCONV:
     case COMPLEX: case REAL: case IMAG: case SIMDHI: case SIMDLO:
       return true;
     default:
@@ -41,8 +41,8 @@ bool is_passive_op(int op) {
     case ENDINIT: case SKIP: case URETURN: case DDNODE: case TOIEEE: case FRIEEE: case RECIP: case OUIALIGN:
     case NONALIGN: case PPRAGMA: case EXPRSTUB: case ASM: case LABELDEF: case INITLOOP: case IDENTITY:
     case ISP2CHAR: case MIXVALUE: case MIX_CONJ: case MIX_DISJ: case MIX_SET: case BGNBLOCK: case ENDBLOCK:
-    case SSA_PHI: case SSA_USE: case SSA_DEF: case SSA_MU: case SSA_CHI: case 100: case 102: case 116:
-    case 117:
+    case SSA_PHI: case SSA_USE: case SSA_DEF: case SSA_MU: case SSA_CHI: case OP_UNNAMED_100:
+    case OP_UNNAMED_102: case OP_UNNAMED_116: case OP_UNNAMED_117:
       return true;
     default:
       return false;

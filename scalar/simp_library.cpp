@@ -113,7 +113,7 @@ SYMTAB* library_function(const char* name, TYPE* result, std::initializer_list<T
   s->decl_type = ftype;
   s->sclass = s->orig_sclass = SC_EXTREF;
   // The usage bits a declaration read from a file gets.
-  if (opt_level < 3) s->scqual = 0xe000;
+  if (opt_level < 3) s->scqual = SQ_USAGE_BITS;
   s->sflags = SF_HAS_HOME;
   s->lex_level = 0;
   s->scope = LS::level_0_scope();

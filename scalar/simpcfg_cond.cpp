@@ -210,7 +210,7 @@ bool lone_branch_arm(BBLK* bb) {
   BBLK* earlier = later == a ? b : a;
   if (later->pinned || edge_length(later->predecessors) != 1) return false;
   LIST* l = later->statements;
-  while (l && l->next && l->tree && l->tree->op == ASM && l->tree->value.as_int64() == 47) l = l->next;
+  while (l && l->next && l->tree && l->tree->op == ASM && l->tree->value.as_int64() == ASM_COMMENT) l = l->next;
   if (!l || l->next || !l->tree || l->tree->op != BRANCH || label_target(l->tree->left) != earlier) return false;
   point_label_at(if_label(bi, later == a), earlier);
   recompute_successors(bb);

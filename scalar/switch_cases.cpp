@@ -181,7 +181,7 @@ BBLK* make_never_reached_block() {
   never->op = UMCALL;
   NODE* note = maketree(ASM, nullptr, nullptr, v, scope);
   note->text = zstrdup(1, "***\t; this point in the function is never reached");
-  note->value = INT65(47);
+  note->value = INT65(ASM_COMMENT);
   NODE* ret = maketree(URETURN, mk_NAME(currfunc, scope), nullptr, v, scope);
   PSN* psn = currfuninfo ? currfuninfo->end_psn : nullptr;
   LIST* list = mkelist(never, mkelist(note, mkelist(ret, nullptr, psn), psn), psn);

@@ -187,7 +187,7 @@ std::vector<NODE*> order_parallel_assignments(std::vector<PARALLEL_ASG> todo) {
 NODE* comment(const char* text, LS* scope) {
   NODE* n = maketree(ASM, nullptr, nullptr, tp->basic[TYPE_PKG::BT_VOID], scope);
   n->text = zstrdup(1, text);
-  n->value = INT65(47);
+  n->value = INT65(ASM_COMMENT);
   return n;
 }
 
