@@ -13,6 +13,7 @@
 #include "ir/types.h"
 #include "options/option_sets.h"
 #include "options/global_flags.h"
+#include "options/keywords.h"
 
 namespace {
 
@@ -31,12 +32,14 @@ void init_fileopts() {
 }
 
 int run(int argc, char** argv) {
+  resolve_pass_order();
   open_files(argc, argv);
   init_opcode_tables();
   TYPE_PKG::cpu_version = icode_cpu_id;
   init_symbols();
   init_fileopts();
   save_global_flags();
+  if (kw::debug_passes) print_pass_order(stdout);
 
   if (pass_debug("parser")) {
     // The machine-description checking mode: no input is optimised.

@@ -15,6 +15,8 @@ extern register_option debug_aggressive_vec;
 extern register_option debug_alias;
 extern register_option debug_align;
 extern register_option debug_allochist;
+// Checking mode: the checkers run after every pass (driver/checking.h).
+extern register_option debug_check;
 extern register_option debug_clone;
 extern register_option debug_conservative_vec;
 extern register_option debug_debug_SIMD;
@@ -53,6 +55,8 @@ extern register_option debug_oldrestrict;
 extern register_option debug_optimizer_estimates;
 extern register_option debug_parsemd;
 extern register_option debug_parser;
+// Lists the pass order with the passes not built yet.
+extern register_option debug_passes;
 extern register_option debug_split_odb;
 extern register_option debug_synrules;
 extern register_option debug_unroll;

@@ -145,7 +145,12 @@ void renumber_bblocks();
 // without changing the layout the depth-first walk of rebuildcfg, or of
 // buildcfg on the written function, makes of the graph.
 std::unordered_set<const BBLK*> tests_free_to_turn();
+// Checks the graph and repairs what is safe to repair (missing edges of a
+// transfer's targets, unreachable blocks); the report goes to the debug log,
+// or to standard error without one.
 void validate_cfg();
+// The same, the report kept in `report` instead of printed.
+void validate_cfg(struct CHECK_REPORT& report);
 // A block that loops on itself and does nothing but step a counter and
 // store constants runs once, with the final values; true when it did.
 bool remove_empty_loop(BBLK* bb);

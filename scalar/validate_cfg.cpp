@@ -1,5 +1,6 @@
 // Consistency checks of the flow graph, with the corrections that are safe.
-#include <set>
+#include <cstdio>
+#include <unordered_set>
 #include <vector>
 
 #include "driver/globals.h"
@@ -7,6 +8,7 @@
 #include "ir/symbol.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/check_report.h"
 
 namespace {
 
@@ -47,69 +49,46 @@ void check_cfg_after(const char* pass) {
   validate_cfg();
 }
 
-void validate_cfg() {
-  FILE* f = fdebug ? fdebug : stderr;
-  int corrected = 0, uncorrected = 0;
-  fprintf(f, "\n\n ===== Validating this CFG\n");
-  if (!cfg.bb_list) {
-    fprintf(f, " +++++ currfuninfo->bb_list == NULL\n");
-    ++uncorrected;
-  }
-  std::set<BBLK*> blocks;
+void validate_cfg(CHECK_REPORT& r) {
+  r.print("\n\n ===== Validating this CFG\n");
+  if (!cfg.bb_list) r.error(false, "currfuninfo->bb_list == NULL");
+  std::unordered_set<const BBLK*> blocks;
   for (BBLK* b = cfg.bb_list; b; b = b->dflink) blocks.insert(b);
   BBLK* prev = nullptr;
   for (BBLK* b = cfg.bb_list; b; b = b->dflink) {
     if (!b->statements) {
-      fprintf(f, " +++++ %s has no statement list\n", b->str().c_str());
-      ++uncorrected;
+      r.error(false, "%s has no statement list", b->str().c_str());
     } else {
       NODE* last = last_stmt(b);
-      if (!last || !is_transfer(last->op)) {
-        fprintf(f, " +++++ %s has no ending branch\n", b->str().c_str());
-        ++uncorrected;
-      }
+      if (!last || !is_transfer(last->op)) r.error(false, "%s has no ending branch", b->str().c_str());
     }
-    if (b == cfg.bb_list && b->predecessors) {
-      fprintf(f, " +++++ Entry block %s has predecessors\n", b->str().c_str());
-      ++uncorrected;
-    }
-    if (b->dflink && b->dflink->rdflink != b) {
-      fprintf(f, " +++++ %s has improper <dflink>\n", b->str().c_str());
-      ++uncorrected;
-    }
-    if (b != cfg.bb_list && b->rdflink != prev) {
-      fprintf(f, " +++++ %s has improper <rdflink>\n", b->str().c_str());
-      ++uncorrected;
-    }
+    if (b == cfg.bb_list && b->predecessors) r.error(false, "Entry block %s has predecessors", b->str().c_str());
+    if (b->dflink && b->dflink->rdflink != b) r.error(false, "%s has improper <dflink>", b->str().c_str());
+    if (b != cfg.bb_list && b->rdflink != prev) r.error(false, "%s has improper <rdflink>", b->str().c_str());
     for (EDGE* e = b->successors; e; e = e->next) {
       if (!blocks.count(e->bb)) {
-        fprintf(f, " +++++ %s has bogus successor: %s\n", b->str().c_str(), e->bb ? e->bb->str().c_str() : "(nil)");
-        ++uncorrected;
+        r.error(false, "%s has bogus successor: %s", b->str().c_str(), e->bb ? e->bb->str().c_str() : "(nil)");
       } else if (!edge_memberp(b, e->bb->predecessors)) {
-        fprintf(f, " +++++ %s succeeds %s but %s doesn't precede %s\n", e->bb->str().c_str(), b->str().c_str(),
+        r.error(false, "%s succeeds %s but %s doesn't precede %s", e->bb->str().c_str(), b->str().c_str(),
                 b->str().c_str(), e->bb->str().c_str());
-        ++uncorrected;
       }
     }
     for (EDGE* e = b->predecessors; e; e = e->next)
-      if (blocks.count(e->bb) && !edge_memberp(b, e->bb->successors)) {
-        fprintf(f, " +++++ %s precedes %s but %s doesn't succeed %s\n", e->bb->str().c_str(), b->str().c_str(),
+      if (blocks.count(e->bb) && !edge_memberp(b, e->bb->successors))
+        r.error(false, "%s precedes %s but %s doesn't succeed %s", e->bb->str().c_str(), b->str().c_str(),
                 b->str().c_str(), e->bb->str().c_str());
-        ++uncorrected;
-      }
     std::vector<BBLK*> targets;
     label_targets(last_stmt(b), targets);
     for (BBLK* t : targets)
       if (blocks.count(t) && !edge_memberp(t, b->successors)) {
-        fprintf(f, " ----- %s's successors must include %s\n", b->str().c_str(), t->str().c_str());
+        r.error(true, "%s's successors must include %s", b->str().c_str(), t->str().c_str());
         b->successors = add_edge(t, b->successors, -1.0);
         t->predecessors = add_edge(b, t->predecessors, -1.0);
-        ++corrected;
       }
     prev = b;
   }
   // Reachability from the entry.
-  std::set<BBLK*> seen;
+  std::unordered_set<const BBLK*> seen;
   std::vector<BBLK*> work;
   if (cfg.bb_list) work.push_back(cfg.bb_list);
   while (!work.empty()) {
@@ -122,9 +101,8 @@ void validate_cfg() {
   std::vector<BBLK*> unreachable;
   for (BBLK* b = cfg.bb_list; b; b = b->dflink)
     if (!seen.count(b)) {
-      fprintf(f, " ----- %s cannot be reached from the entry block\n", b->str().c_str());
+      r.error(true, "%s cannot be reached from the entry block", b->str().c_str());
       unreachable.push_back(b);
-      ++corrected;
     }
   for (BBLK* b : unreachable) {
     for (EDGE* e = b->successors; e; e = e->next) e->bb->predecessors = remove_edge(b, e->bb->predecessors);
@@ -132,9 +110,17 @@ void validate_cfg() {
     b->statements = nullptr;
     delink_old_bb(b);
   }
+  int corrected = static_cast<int>(r.corrected.size());
+  int uncorrected = static_cast<int>(r.uncorrected.size());
   cfg_errors_corrected = corrected;
   cfg_errors_uncorrected = uncorrected;
-  fprintf(f, " ===== Corrected errors: %d, Uncorrected errors: %d\n\n", corrected, uncorrected);
-  if (uncorrected) fprintf(f, "\n\n +++++ %d Uncorrected CFG errors!!!", uncorrected);
-  else if (corrected) fprintf(f, "\n\n ----- %d Corrected CFG errors!!!", corrected);
+  r.print(" ===== Corrected errors: %d, Uncorrected errors: %d\n\n", corrected, uncorrected);
+  if (uncorrected) r.print("\n\n +++++ %d Uncorrected CFG errors!!!", uncorrected);
+  else if (corrected) r.print("\n\n ----- %d Corrected CFG errors!!!", corrected);
+}
+
+void validate_cfg() {
+  CHECK_REPORT r;
+  validate_cfg(r);
+  fputs(r.log.c_str(), fdebug ? fdebug : stderr);
 }

@@ -45,9 +45,12 @@ RUN_CANNOT_RUN = 1
 class Tools:
     """Paths of the programs of one build."""
 
-    def __init__(self, build, c2icode=None, csmith=None, corpus=None):
+    def __init__(self, build, c2icode=None, csmith=None, corpus=None, check=False):
         self.build = os.path.abspath(build)
         self.zopt = os.path.join(self.build, "zopt")
+        # In checking mode every run of zopt checks the function after each
+        # pass and stops at the first broken invariant.
+        self.check = check
         self.icode_run = os.path.join(self.build, "tools", "icode-run", "icode-run")
         self.icode_dis = os.path.join(self.build, "tools", "icode-text", "icode-dis")
         self.c2icode = os.path.abspath(c2icode) if c2icode else os.path.join(
@@ -55,6 +58,10 @@ class Tools:
         self.csmith = csmith or shutil.which("csmith")
         self.corpus = corpus or os.path.join(TOP, "tests", "c")
         self.csmith_prelude = os.path.join(self.corpus, "csmith", "rill_csmith.h")
+
+    def zopt_cmd(self):
+        """zopt with the options every run of it gets."""
+        return [self.zopt] + (["--debug=check"] if self.check else [])
 
     def missing(self, want_csmith=False):
         """Names of the programs a run needs and this build lacks."""
@@ -326,7 +333,7 @@ def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icod
     their verdicts: variants that give the same code are judged once."""
     tag = variant.replace("--", "").replace("=", "").replace(" ", "_").replace(",", "+")[:60]
     out = os.path.join(work, "o_%s.icode" % tag)
-    r = run([tools.zopt] + variant.split() + [ref_icode, out], timeout)
+    r = run(tools.zopt_cmd() + variant.split() + [ref_icode, out], timeout)
     if sanitizer_report(r):
         return "zopt: %s" % sanitizer_report(r), None
     if r.timed_out:
@@ -350,11 +357,11 @@ def check_variant(tools, ref_icode, ref, variant, work, max_steps, timeout, icod
 def judge_output(tools, out, ref, max_steps, timeout, icode_check):
     """Reads zopt's output `out` back, checks it, runs it against `ref`."""
     again = out + ".2"
-    r = run([tools.zopt, out, again], timeout)
+    r = run(tools.zopt_cmd() + [out, again], timeout)
     if r.status != 0 or sanitizer_report(r):
         return "zopt cannot read its own output (status %s):\n%s" % (r.status, tail(r.err or r.out)), None
     third = out + ".3"
-    r = run([tools.zopt, "--opt_level=0", again, third], timeout)
+    r = run(tools.zopt_cmd() + ["--opt_level=0", again, third], timeout)
     if r.status != 0 or sanitizer_report(r):
         return "zopt --opt_level=0 cannot read its output again (status %s):\n%s" % (
             r.status, tail(r.err or r.out)), None

@@ -18,11 +18,15 @@ build = os.path.abspath(build)
 config.test_exec_root = os.path.join(build, 'tests', 'lit')
 
 filecheck = lit_config.params.get('filecheck', '/usr/lib/llvm-14/bin/FileCheck')
+zopt = os.path.join(build, 'zopt')
+# Checking mode (--debug=check, on unless --param check=0): zopt checks the
+# function after every pass and stops at the first broken invariant.
+checking = lit_config.params.get('check', '1') not in ('0', 'OFF', 'off', 'false')
 tools = {
     '%icode-as': os.path.join(build, 'tools', 'icode-text', 'icode-as'),
     '%icode-dis': os.path.join(build, 'tools', 'icode-text', 'icode-dis'),
     '%icode-run': os.path.join(build, 'tools', 'icode-run', 'icode-run'),
-    '%zopt': os.path.join(build, 'zopt'),
+    '%zopt': zopt + (' --debug=check' if checking else ''),
     '%FileCheck': filecheck,
 }
 # Longer names first, so that no substitution eats the start of another.
@@ -30,7 +34,7 @@ for name in sorted(tools, key=len, reverse=True):
     config.substitutions.append((name, tools[name]))
 
 # Tests that need a program that isn't built yet say so with REQUIRES.
-for feature, path in (('zopt', tools['%zopt']), ('icode-run', tools['%icode-run'])):
+for feature, path in (('zopt', zopt), ('icode-run', tools['%icode-run'])):
     if os.access(path, os.X_OK):
         config.available_features.add(feature)
 
