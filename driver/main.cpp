@@ -51,7 +51,7 @@ int run(int argc, char** argv) {
   user_error_count = 0;
   firstExternFuninfo = nullptr;
   function_prepass = true;
-  fileinfo.stage = 1;
+  fileinfo.stage = STAGE_FIRST_READING;
   i_file->if_read_file();
   if (user_error_count) fatal_user_errors();
 
@@ -65,7 +65,7 @@ int run(int argc, char** argv) {
   global_symbols = revsymtab(global_symbols, nullptr);
   if (user_error_count) fatal_user_errors();
 
-  fileinfo.stage = 2;
+  fileinfo.stage = STAGE_SECOND_READING;
   if (write_opt_info && finfo) fflush(finfo);
   if (print_debug) {
     if (fdebug) fflush(fdebug);

@@ -105,7 +105,7 @@ std::vector<STEP>& function_steps_unresolved() {
        {"restore_global_flags"}, nullptr, true},
       {30, kAlways,
        {"write_func_header", "fold_ANDBASGs", "do_dd_analysis_for_be", call("simpcfg", true, false), "rotate_loops"}},
-      {31, {"stage 2", [] { return fileinfo.stage == 2; }}, {"straighten_traces_in_cfg"}},
+      {31, {"stage 2", [] { return fileinfo.stage == STAGE_SECOND_READING; }}, {"straighten_traces_in_cfg"}},
       {32, kAlways,
        {"disclose_vector_operations", "unsimplify", "disguise_vector_operations", "finalize_dd_edges",
         "disclose_vector_operations", "write_func_body", "restore_global_flags"}},

@@ -161,7 +161,7 @@ void OPT_CLIENT::cl_begin_func(SYMTAB* sym, PSN* psn) {
   reset_function_scopes();
   LS::open(psn, nullptr, 0);  // the file level
   LS::open(psn, sym, 0);      // the function
-  if (fileinfo.stage == 1 && !function_prepass) return;
+  if (fileinfo.stage == STAGE_FIRST_READING && !function_prepass) return;
   if (print_debug) printf("   \"%s\"   ==> %s\n", sym->name, curr_file);
   apply_function_options(currfuninfo, sym->option_set);
   if (opt_level == 0) inhibit_clustering = 1;
@@ -221,7 +221,7 @@ void OPT_CLIENT::cl_end_func(PSN* psn) {
   call_arguments_seen = false;
   lex = 0;
   currfuninfo->end_psn = psn;
-  if (function_prepass && fileinfo.stage == 1) {
+  if (function_prepass && fileinfo.stage == STAGE_FIRST_READING) {
     // Without the call graph, the processing order is the order of definition.
     // The last cell appended is remembered: a walk from the head each time
     // would make a file of many functions quadratic.

@@ -58,7 +58,7 @@ NODE* file_label(const NODE* label) {
 void write_tree_record(NODE* tree, PSN* psn) {
   o_file->if_write_expr(nullptr, psn);
   tree = rewrite_for_output(tree);
-  if (currfuninfo && currfuninfo->profile_mode == 0) tree->set_edge_profile_value(-1.0);
+  if (currfuninfo && currfuninfo->profile_mode == PROFILE_NONE) tree->set_edge_profile_value(-1.0);
   o_file->if_write_expr_node(tree);
   if (print_debug) dump_tree_debug(tree);
 }

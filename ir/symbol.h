@@ -189,7 +189,7 @@ struct FUNINFO {
   PSN* end_psn = nullptr;
   uint32_t flags = 0;
   int16_t dfs_number = -1;
-  int profile_mode = 0;
+  int profile_mode = 0;  // PROFILE_MODE
   BITVEC* call_sites = nullptr;
   BITVEC* saved_call_sites = nullptr;
   char* name = nullptr;
@@ -215,6 +215,13 @@ struct FUNLIST {
 };
 FUNLIST* mkFUNLIST(FUNINFO* fun, FUNLIST* next);
 
+// FUNINFO::profile_mode: whether the function carries profile counts.
+enum PROFILE_MODE { PROFILE_NONE = 0, PROFILE_COUNTS = 2 };
+
+// FILEINFO::stage: before the global symbols enter the output (the first
+// reading and the call-graph analysis), and after.
+enum FILE_STAGE : uint8_t { STAGE_FIRST_READING = 1, STAGE_SECOND_READING = 2 };
+
 // The one record of the translation unit.
 struct FILEINFO {
   FUNLIST* all_functions = nullptr;
@@ -222,7 +229,7 @@ struct FILEINFO {
   FUNINFO* cg_root = nullptr;
   uint16_t cg_count = 0;
   uint8_t flags = 0;
-  uint8_t stage = 0;
+  uint8_t stage = 0;  // FILE_STAGE
 };
 extern FILEINFO fileinfo;
 

@@ -1,6 +1,7 @@
 // Two IF in a row that share a target become one IF on an OROR.
 #include "driver/globals.h"
 #include "ir/opt_expr.h"
+#include "ir/symbol.h"
 #include "ir/types.h"
 #include "scalar/cfg.h"
 #include "scalar/simp.h"
@@ -8,7 +9,7 @@
 #include "scalar/simpcfg_rules.h"
 
 bool merge_IFs_into_OROR(BBLK* bb) {
-  if (!simpcfg_first || function_profile_mode() == 2) return false;
+  if (!simpcfg_first || function_profile_mode() == PROFILE_COUNTS) return false;
   NODE* bi = last_stmt(bb);
   if (!bi || bi->op != IF || if_has_ENDLOOP(bi)) return false;
   // The false side first, then the true side.

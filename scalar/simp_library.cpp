@@ -121,7 +121,7 @@ SYMTAB* library_function(const char* name, TYPE* result, std::initializer_list<T
   sym_def(s);
   // The globals of the output are numbered once the first reading is done;
   // a symbol made later joins them here.
-  if (fileinfo.stage == 2 && o_file) o_file->if_enter_global(s);
+  if (fileinfo.stage == STAGE_SECOND_READING && o_file) o_file->if_enter_global(s);
   return s;
 }
 

@@ -138,7 +138,7 @@ bool tests_are_congruent(NODE* a, NODE* b, bool* inverted) {
 
 int function_profile_mode() { return currfuninfo ? currfuninfo->profile_mode : 0; }
 
-bool function_has_profile() { return function_profile_mode() != 0; }
+bool function_has_profile() { return function_profile_mode() != PROFILE_NONE; }
 
 namespace {
 

@@ -200,7 +200,7 @@ bool populate(BBLK* bb, NODE* sw) {
   BBLK* old_default = label_target(dlabel);
   if (!old_default) return false;
   // Without profile counts the LABEL holds an estimated probability only.
-  if (function_profile_mode() == 2 && dlabel->edge_profile != 0.0) return false;
+  if (function_profile_mode() == PROFILE_COUNTS && dlabel->edge_profile != 0.0) return false;
   if (is_never_executed_call(first_stmt(old_default))) return false;
   NODE* e = sw->left;
   if (!e || tree_has_side_effects(e)) return false;

@@ -238,7 +238,7 @@ bool find_tail_call(BBLK* bb, TAIL_CALL& tc) {
 }  // namespace
 
 bool tail_recursion_allowed() {
-  return opt_level >= 2 && fileinfo.stage == 2 && !pass_disable("tail_recursion") && currfunc && currfuninfo;
+  return opt_level >= 2 && fileinfo.stage == STAGE_SECOND_READING && !pass_disable("tail_recursion") && currfunc && currfuninfo;
 }
 
 bool remove_self_tail_call(BBLK* bb, const std::vector<BBLK*>& blocks) {
