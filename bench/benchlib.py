@@ -11,6 +11,7 @@ import math
 import os
 import re
 import shutil
+import signal
 import statistics
 import subprocess
 import sys
@@ -103,7 +104,20 @@ def count_nodes(icode):
     """Tree nodes in an icode file: its expression-node records."""
     with open(icode, "rb") as f:
         data = f.read()
-    return sum(1 for r in zdiff._records(data) if r[1] == EXPRESSION_NODE)
+    count = pos = 0
+    end = len(data)
+    while pos < end:
+        rid = data[pos]
+        pos += 1
+        if rid == 255:  # the end of a section has no body
+            continue
+        length, pos = zdiff._uint(data, pos)
+        if rid == EXPRESSION_NODE:
+            count += 1
+        pos += length
+    if pos != end:
+        raise ValueError("%s: the last record runs past the end" % icode)
+    return count
 
 
 _IR_NOT_INSTRUCTION = re.compile(r"^\s*($|;|[-\w.$\"]+:|})")
@@ -173,18 +187,30 @@ class Timed:
         self.cpu, self.wall, self.peak_kb = cpu, wall, peak_kb
 
 
+GNU_TIME = "/usr/bin/time"
+
+
 def run_measured(cmd, timeout=None, env=None, capture=True):
-    """Runs `cmd` and measures it through wait4: a Timed. Output goes through
-    files, so that a chatty child never blocks on a full pipe; a child still
+    """Runs `cmd` and measures it: a Timed. CPU time comes from wait4. Peak
+    memory comes from GNU time between us and the child, because a child
+    exec'd straight from this process inherits the process's own peak in
+    its accounting; without GNU time it is None. Output goes through files,
+    so that a chatty child never blocks on a full pipe; a child still
     running after `timeout` seconds is killed and its status is None."""
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err, \
+            tempfile.NamedTemporaryFile(prefix="peak-") as peak:
+        wrapper = [GNU_TIME, "-q", "-f", "%M", "-o", peak.name] if os.access(GNU_TIME, os.X_OK) else []
         start = time.monotonic()
-        p = subprocess.Popen(cmd, stdout=out if capture else subprocess.DEVNULL, stderr=err, env=env)
+        p = subprocess.Popen(wrapper + cmd, stdout=out if capture else subprocess.DEVNULL, stderr=err, env=env,
+                             start_new_session=True)
         killed = []
 
-        def kill():
+        def kill():  # the child and the wrapper's child alike
             killed.append(True)
-            p.kill()
+            try:
+                os.killpg(p.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
 
         timer = threading.Timer(timeout, kill) if timeout else None
         if timer:
@@ -197,8 +223,12 @@ def run_measured(cmd, timeout=None, env=None, capture=True):
         p.returncode = os.waitstatus_to_exitcode(status)
         out.seek(0)
         err.seek(0)
+        peak_kb = None
+        if wrapper:
+            text = open(peak.name).read().split()
+            peak_kb = int(text[-1]) if text and text[-1].isdigit() else None
         return Timed(None if killed else p.returncode, out.read(), err.read(), usage.ru_utime + usage.ru_stime,
-                     time.monotonic() - start, usage.ru_maxrss)
+                     time.monotonic() - start, peak_kb)
 
 
 def find_tool(*names):
