@@ -297,3 +297,30 @@ class Cache:
 def file_digest(path):
     with open(path, "rb") as f:
         return hashlib.sha256(f.read()).hexdigest()
+
+
+# ---------------------------------------------------------------------------
+# zopt's own time-per-pass table (--debug=pass_times, docs/options.md)
+
+PASS_TIMES_TITLE = "time per pass (debug:pass_times)"
+_PASS_ROW = re.compile(r"^(\S.*?)\s+(?:(\d+)\s+)?(\d+\.\d+)\s+(\d+\.\d)%$")
+
+
+def parse_pass_times(err):
+    """([(name, runs or None, seconds)], total seconds) from a run's standard
+    error, or None when it holds no table."""
+    text = err.decode(errors="replace") if isinstance(err, bytes) else err
+    at = text.find(PASS_TIMES_TITLE)
+    if at < 0:
+        return None
+    rows, total = [], None
+    for line in text[at:].splitlines()[2:]:
+        m = _PASS_ROW.match(line.rstrip())
+        if not m:
+            break
+        name, runs, secs = m.group(1), m.group(2), float(m.group(3))
+        if name == "total":
+            total = secs
+            break
+        rows.append((name, int(runs) if runs is not None else None, secs))
+    return (rows, total) if total is not None else None
