@@ -7,6 +7,7 @@
 
 #include "driver/files.h"
 #include "driver/globals.h"
+#include "driver/pass_times.h"
 #include "icode/if_file.h"
 #include "icode/opt_write.h"
 #include "ir/mmgt.h"
@@ -124,11 +125,18 @@ const std::vector<std::string> kPrepassPasses = {
 
 void skipped(const std::string& name) { note_not_built(name); }
 
-void run_pass(const std::string& name) {
+// The one place a pass runs; with debug:pass_times its time goes to its row,
+// the pre-pass's runs to rows of their own.
+void run_pass(const std::string& name, bool prepass = false) {
   const auto& built = built_passes();
   auto it = built.find(name);
-  if (it != built.end()) it->second();
-  else skipped(name);
+  if (it == built.end()) {
+    skipped(name);
+    return;
+  }
+  const char* key = reinterpret_cast<const char*>(&*it) + (prepass ? 1 : 0);
+  PASS_CLOCK clock(key, [&] { return prepass ? "pre-pass: " + name : name; });
+  it->second();
 }
 
 // A function returning a class by copy construction copies its hidden result
@@ -211,20 +219,20 @@ void do_the_current_function() {
 void run_prepass_pipeline() {
   if (currfunc->sclass == SC_EXTDEF && !(currfunc->scqual & 0x0004) && !firstExternFuninfo)
     firstExternFuninfo = currfuninfo;
-  run_pass("check_for_synonym_function_in_pass_1");
-  run_pass("check_integrable_definition");
-  run_pass("seq_trees");
-  run_pass("buildcfg");
-  run_pass("simpcfg(false, false)");
+  run_pass("check_for_synonym_function_in_pass_1", true);
+  run_pass("check_integrable_definition", true);
+  run_pass("seq_trees", true);
+  run_pass("buildcfg", true);
+  run_pass("simpcfg(false, false)", true);
   if (O2()) {
-    run_pass("fast_CP(4, 0)");
-    run_pass("elim_dead_assigns(0, 0)");
+    run_pass("fast_CP(4, 0)", true);
+    run_pass("elim_dead_assigns(0, 0)", true);
   }
-  run_pass("fast_CP(4, 0)");
-  if (O2()) run_pass("do_value_propagation");
-  run_pass("preprocess_fundef");
-  run_pass("identify_fl_statics_safe_for_auto");
-  if (!pass_disable("newinline")) run_pass("collect_pass_1_info");
+  run_pass("fast_CP(4, 0)", true);
+  if (O2()) run_pass("do_value_propagation", true);
+  run_pass("preprocess_fundef", true);
+  run_pass("identify_fl_statics_safe_for_auto", true);
+  if (!pass_disable("newinline")) run_pass("collect_pass_1_info", true);
   erase_all();
   restore_global_flags();
   currfuninfo->body[0] = currfuninfo->body[1] = nullptr;
@@ -242,7 +250,10 @@ void do_one_function(FUNLIST* element) {
     open_debug_file(1, currfunc->name);
     switched_log = true;
   }
-  i_file->if_read_func(currfunc->file_offset);
+  {
+    PASS_CLOCK clock("second reading");
+    i_file->if_read_func(currfunc->file_offset);
+  }
   if (write_opt_info && finfo) fprintf(finfo, "\n%s\n", std::string(78, '=').c_str());
   dump_FUNINFO(currfuninfo, nullptr);
   if (currfuninfo->root_scope) currfuninfo->root_scope->print(true, nullptr, 0, true);

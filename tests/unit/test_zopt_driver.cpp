@@ -286,6 +286,13 @@ TEST_F(ZoptDriver, TimePerPassOnRequest) {
   EXPECT_EQ(runs["first reading"], 1);
   EXPECT_EQ(runs["simp_tree of each statement read"], 2) << "the one function is read twice";
   EXPECT_EQ(runs.count("(outside the passes and readings)"), 1u);
+  EXPECT_EQ(runs["second reading"], 1);
+  // The pipeline's passes once each for the one function, the pre-pass's in
+  // rows of their own.
+  EXPECT_EQ(runs["seq_trees"], 1);
+  EXPECT_EQ(runs["pre-pass: seq_trees"], 1);
+  EXPECT_EQ(runs["write_func_body"], 1);
+  EXPECT_EQ(runs.count("do_dd_optimizations"), 0u) << "a pass not built yet takes no time";
   // With a debug log the table goes there, ahead of its closing line.
   ZoptRun logged = zopt("--debug_level=1 --debug=pass_times prog.icode out.icode");
   ASSERT_EQ(logged.status, 0) << logged.err;
