@@ -1,16 +1,20 @@
 #!/usr/bin/env bash
-# Every benchmark of zopt, one table after another: pass-through throughput
-# and peak memory on generated files, the same on the compiled C corpus per
-# level, and the interpreter's weighted cost of each corpus program before and
-# after zopt (the code-quality figure). Benchmarks never fail on their figures.
-#   bench/all.sh [csmith seeds A-B to add to the cost table]
+# Every benchmark of zopt, one table after another: the code it gives beside
+# clang and gcc (bench/quality), how fast it runs beside opt-14 and where its
+# time goes (bench/speed), and how time and memory grow with the input
+# (bench/scaling). Figures never fail a benchmark; a miscompile or a zopt
+# failure does, and the status of the first benchmark that failed is the
+# script's.
+#   bench/all.sh            (BUILD_DIR chooses the build, default build/)
 set -uo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$top/build}
-echo "== load average: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
-echo "== pass-through on generated files"
-BUILD_DIR=$build "$top/bench/passthrough.sh"
-echo
-echo "== the compiled corpus"
-python3 "$top/bench/corpus.py" --build "$build" ${1:+--seeds "$1"}
-exit 0
+echo "== $(uptime)"
+status=0
+for b in quality speed scaling; do
+  python3 "$top/bench/$b" --build "$build"
+  s=$?
+  [ $status -eq 0 ] && [ $s -ne 0 ] && status=$s
+  echo
+done
+exit $status

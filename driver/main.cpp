@@ -5,6 +5,7 @@
 #include "driver/epilogue.h"
 #include "driver/files.h"
 #include "driver/globals.h"
+#include "driver/pass_times.h"
 #include "driver/pipeline.h"
 #include "icode/if_file.h"
 #include "ir/mmgt.h"
@@ -32,8 +33,10 @@ void init_fileopts() {
 }
 
 int run(int argc, char** argv) {
+  pass_times_start_run();
   resolve_pass_order();
   open_files(argc, argv);
+  pass_times_init();
   init_opcode_tables();
   TYPE_PKG::cpu_version = icode_cpu_id;
   init_symbols();
@@ -52,7 +55,10 @@ int run(int argc, char** argv) {
   firstExternFuninfo = nullptr;
   function_prepass = true;
   fileinfo.stage = STAGE_FIRST_READING;
-  i_file->if_read_file();
+  {
+    PASS_CLOCK clock("first reading");
+    i_file->if_read_file();
+  }
   if (user_error_count) fatal_user_errors();
 
   function_prepass = false;
@@ -73,6 +79,7 @@ int run(int argc, char** argv) {
   }
   process_functions_in_order();
   write_global_epilogue();
+  report_pass_times();
   close_files();
   finish_run();
 }

@@ -5,6 +5,7 @@
 
 #include "driver/checking.h"
 #include "driver/globals.h"
+#include "driver/pass_times.h"
 #include "driver/pipeline.h"
 
 namespace {
@@ -69,7 +70,7 @@ std::vector<std::string> resolve_steps(std::vector<std::vector<STEP>*> tables, c
   return problems;
 }
 
-void run_call(const PASS_CALL& c) {
+void run_call(const PASS_CALL& c, const char* row) {
   if (c.guard && !c.guard()) return;
   if (!c.def) {
     // A call the start-up resolution has not seen: never a silent skip.
@@ -80,15 +81,19 @@ void run_call(const PASS_CALL& c) {
     note_not_built(c.text());
     return;
   }
-  c.def->run(c.args);
+  {
+    // The call record is static, so its address is the row's key.
+    PASS_CLOCK clock(&c, [&] { return row + c.text(); });
+    c.def->run(c.args);
+  }
   if (checking_mode()) check_after_pass(c);
 }
 
-bool run_steps(const std::vector<STEP>& steps) {
+bool run_steps(const std::vector<STEP>& steps, const char* row) {
   for (const STEP& s : steps) {
     if (!s.when.holds()) continue;
     if (s.trace) s.trace();
-    for (const PASS_CALL& c : s.passes) run_call(c);
+    for (const PASS_CALL& c : s.passes) run_call(c, row);
     if (s.ends_function) return false;
   }
   return true;

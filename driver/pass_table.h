@@ -99,10 +99,12 @@ struct STEP {
 std::vector<std::string> resolve_steps(std::vector<std::vector<STEP>*> tables, const std::vector<PASS_DEF>& registry);
 
 // Runs the enabled steps in order. False when a step ended the function.
-bool run_steps(const std::vector<STEP>& steps);
+// `row` prefixes the names of the passes' rows in the time-per-pass table,
+// so that the pre-pass's runs are counted apart.
+bool run_steps(const std::vector<STEP>& steps, const char* row = "");
 // Runs one resolved call: the pass, or the not-built line in the debug log;
 // in checking mode the checkers after it.
-void run_call(const PASS_CALL& c);
+void run_call(const PASS_CALL& c, const char* row = "");
 
 // The registry (driver/pass_registry.cpp): every pass the order names.
 const std::vector<PASS_DEF>& pass_registry();

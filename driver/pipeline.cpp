@@ -17,6 +17,7 @@
 #include "driver/files.h"
 #include "driver/globals.h"
 #include "driver/pass_table.h"
+#include "driver/pass_times.h"
 #include "icode/if_file.h"
 #include "ir/mmgt.h"
 #include "ir/opt_expr.h"
@@ -194,7 +195,7 @@ void run_prepass_pipeline() {
   if (currfunc->sclass == SC_EXTDEF && !(currfunc->scqual & SQ_INLINE) && !firstExternFuninfo)
     firstExternFuninfo = currfuninfo;
   checking_begin_function();
-  run_steps(prepass_steps());
+  run_steps(prepass_steps(), "pre-pass: ");
   erase_all();
   restore_global_flags();
   currfuninfo->body[0] = currfuninfo->body[1] = nullptr;
@@ -212,7 +213,10 @@ void do_one_function(FUNLIST* element) {
     open_debug_file(1, currfunc->name);
     switched_log = true;
   }
-  i_file->if_read_func(currfunc->file_offset);
+  {
+    PASS_CLOCK clock("second reading");
+    i_file->if_read_func(currfunc->file_offset);
+  }
   if (write_opt_info && finfo) fprintf(finfo, "\n%s\n", std::string(78, '=').c_str());
   dump_FUNINFO(currfuninfo, nullptr);
   if (currfuninfo->root_scope) currfuninfo->root_scope->print(true, nullptr, 0, true);

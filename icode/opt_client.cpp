@@ -5,6 +5,7 @@
 #include <new>
 
 #include "driver/globals.h"
+#include "driver/pass_times.h"
 #include "driver/pipeline.h"
 #include "icode/if_file.h"
 #include "icode/opt_write.h"
@@ -213,8 +214,11 @@ void OPT_CLIENT::cl_inline_asm(const char* text, PSN* psn) { comment_or_asm(ASM_
 void OPT_CLIENT::cl_end_func(PSN* psn) {
   // No built-in descriptors exist on this target, so fix_BIF_types has
   // nothing to retype; every statement is simplified.
-  for (LIST* l = currfuninfo->stmts; l; l = l->next)
-    if (l->tree) l->tree = simp_tree(l->tree, nullptr, nullptr);
+  {
+    PASS_CLOCK clock("simp_tree of each statement read");
+    for (LIST* l = currfuninfo->stmts; l; l = l->next)
+      if (l->tree) l->tree = simp_tree(l->tree, nullptr, nullptr);
+  }
   while (LS::current() && LS::current()->level > 0) LS::close(psn, nullptr, 0);
   if (!currfuninfo->eht && call_arguments_seen)
     for (LIST* l = currfuninfo->stmts; l; l = l->next) clear_call_arguments(l->tree);

@@ -7,11 +7,12 @@ const __int128 kOne = 1;
 const __int128 kMod65 = kOne << 65;
 const __int128 kHalf65 = kOne << 64;
 
+// The low 65 bits of v, read as a signed number: v modulo 2^65 in the range
+// [-2^64, 2^64), by masking rather than a 128-bit division.
 __int128 wrap65(__int128 v) {
-  v %= kMod65;
-  if (v < 0) v += kMod65;
-  if (v >= kHalf65) v -= kMod65;
-  return v;
+  unsigned __int128 low = static_cast<unsigned __int128>(v) & static_cast<unsigned __int128>(kMod65 - 1);
+  return low >= static_cast<unsigned __int128>(kHalf65) ? static_cast<__int128>(low) - kMod65
+                                                          : static_cast<__int128>(low);
 }
 }  // namespace
 

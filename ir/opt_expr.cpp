@@ -75,7 +75,31 @@ char* pool_text(const char* bytes, size_t len) {
 
 }  // namespace
 
-void reset_node_free_lists() { free_NODE_list = nullptr; }
+// Statement cells come from chunks of their own, so that the cells of a
+// function lie together in the order they were made: a walk down a long
+// list, or to the end of a block, then stays in a few cache lines instead of
+// one line for each statement among the trees. Under debug_zalloc every
+// cell is a request of its own, as everything else is.
+namespace {
+const size_t kCellsPerChunk = 128;
+LIST* cell_chunk_next = nullptr;
+LIST* cell_chunk_end = nullptr;
+
+void* alloc_cell() {
+  if (void* mem = take_from_freemap(sizeof(LIST))) return mem;
+  if (debug_zalloc) return zalloc(sizeof(LIST));
+  if (cell_chunk_next == cell_chunk_end) {
+    cell_chunk_next = static_cast<LIST*>(zalloc(kCellsPerChunk * sizeof(LIST)));
+    cell_chunk_end = cell_chunk_next + kCellsPerChunk;
+  }
+  return cell_chunk_next++;
+}
+}  // namespace
+
+void reset_node_free_lists() {
+  free_NODE_list = nullptr;
+  cell_chunk_next = cell_chunk_end = nullptr;
+}
 
 // ---- the operator table of the file layer -------------------------------
 
@@ -355,9 +379,7 @@ NODE* mk_BRANCH_to_label(int label) {
 }
 
 LIST* mkelist(NODE* tree, LIST* next, PSN* psn) {
-  void* mem = take_from_freemap(sizeof(LIST));
-  if (!mem) mem = zalloc(sizeof(LIST));
-  LIST* l = new (mem) LIST();
+  LIST* l = new (alloc_cell()) LIST();
   l->tree = tree;
   l->next = next;
   l->psn = psn;

@@ -1,8 +1,11 @@
 #include "ir/symbol.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "driver/globals.h"
 #include "icode/if_file.h"
@@ -18,6 +21,44 @@ int symbol_serial = 0;
 namespace {
 const int kBuckets = 73;
 FUNINFO* funinfo_table[kBuckets];
+// Beside the buckets, whose chains keep the order of creation, an index by
+// the whole name: with thousands of functions a chain holds hundreds of
+// records, and every lookup walked one. Open addressing over a table at most
+// half full; the names live in the global zone.
+class FUNINFO_INDEX {
+ public:
+  FUNINFO* find(const char* name) const {
+    if (slots_.empty()) return nullptr;
+    size_t mask = slots_.size() - 1;
+    for (size_t i = hash(name) & mask;; i = (i + 1) & mask) {
+      FUNINFO* f = slots_[i];
+      if (!f || strcmp(f->name, name) == 0) return f;
+    }
+  }
+  void add(FUNINFO* f) {
+    if (2 * (count_ + 1) > slots_.size()) grow();
+    place(f);
+    ++count_;
+  }
+
+ private:
+  static size_t hash(const char* name) { return std::hash<std::string_view>()(name); }
+  void place(FUNINFO* f) {
+    size_t mask = slots_.size() - 1;
+    size_t i = hash(f->name) & mask;
+    while (slots_[i]) i = (i + 1) & mask;
+    slots_[i] = f;
+  }
+  void grow() {
+    std::vector<FUNINFO*> old(std::max<size_t>(64, 2 * slots_.size()), nullptr);
+    old.swap(slots_);
+    for (FUNINFO* f : old)
+      if (f) place(f);
+  }
+  std::vector<FUNINFO*> slots_;
+  size_t count_ = 0;
+};
+FUNINFO_INDEX funinfo_index;
 
 struct SystemName {
   const char* name;
@@ -108,9 +149,7 @@ unsigned funinfo_hash(const char* name) {
 }
 
 FUNINFO* find_FUNINFO(const char* name) {
-  for (FUNINFO* f = funinfo_table[funinfo_hash(name)]; f; f = f->hash_next)
-    if (f->name[0] == name[0] && (name[0] == 0 || f->name[1] == name[1]) && strcmp(f->name, name) == 0) return f;
-  return nullptr;
+  return funinfo_index.find(name);
 }
 
 FUNINFO* make_FUNINFO(const char* name) {
@@ -120,6 +159,7 @@ FUNINFO* make_FUNINFO(const char* name) {
   unsigned h = funinfo_hash(name);
   f->hash_next = funinfo_table[h];
   funinfo_table[h] = f;
+  funinfo_index.add(f);
   init_FUNINFO_flags(f, is_system_function(name));
   fileinfo.all_functions = mkFUNLIST(f, fileinfo.all_functions);
   f->in_all_functions = true;

@@ -49,6 +49,7 @@ register_option debug_optimizer_estimates("debug:optimizer_estimates");
 register_option debug_parsemd("debug:parsemd");
 register_option debug_parser("debug:parser");
 register_option debug_passes("debug:passes");
+register_option debug_pass_times("debug:pass_times");
 register_option debug_split_odb("debug:split_odb");
 register_option debug_synrules("debug:synrules");
 register_option debug_unroll("debug:unroll");
@@ -103,4 +104,4 @@ register_option disable_vn("disable:vn");
 
 }  // namespace kw
 
-int declared_keyword_count() { return 91; }
+int declared_keyword_count() { return 92; }

@@ -57,6 +57,8 @@ extern register_option debug_parsemd;
 extern register_option debug_parser;
 // Lists the pass order with the passes not built yet.
 extern register_option debug_passes;
+// The time-per-pass table at the end of the run (driver/pass_times.h).
+extern register_option debug_pass_times;
 extern register_option debug_split_odb;
 extern register_option debug_synrules;
 extern register_option debug_unroll;

@@ -464,28 +464,22 @@ void known_bits(NODE* t, const TYPE* type, INT65& zeros, INT65& ones) {
 
 using namespace simp;
 
-INT65 find_known_zeros_in_range(const INT65& lo, const INT65& hi) {
+namespace {
+// The bits from the highest one in which lo and hi differ down to bit 0:
+// below their common prefix every bit takes both values in the range.
+INT65 varying_bits(const INT65& lo, const INT65& hi) {
   INT65 diff = lo ^ hi;
-  INT65 m(0);
-  for (int b = 64; b >= 0; --b)
-    if (!((diff >> b) & INT65(1)).is_zero()) {
-      m = width_mask(b + 1);
-      break;
-    }
-  // The common prefix of the two; every bit below it varies.
+  int top = diff.sign ? 64 : diff.high ? 63 - __builtin_clz(diff.high) : diff.low ? 31 - __builtin_clz(diff.low) : -1;
+  return top < 0 ? INT65(0) : width_mask(top + 1);
+}
+}  // namespace
+
+INT65 find_known_zeros_in_range(const INT65& lo, const INT65& hi) {
+  INT65 m = varying_bits(lo, hi);
   return ~((lo & ~m) | m);
 }
 
-INT65 find_known_ones_in_range(const INT65& lo, const INT65& hi) {
-  INT65 diff = lo ^ hi;
-  INT65 m(0);
-  for (int b = 64; b >= 0; --b)
-    if (!((diff >> b) & INT65(1)).is_zero()) {
-      m = width_mask(b + 1);
-      break;
-    }
-  return lo & ~m;
-}
+INT65 find_known_ones_in_range(const INT65& lo, const INT65& hi) { return lo & ~varying_bits(lo, hi); }
 
 INT65 find_known_zeros(NODE* t, TYPE* type) {
   INT65 z, o;

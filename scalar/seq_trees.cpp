@@ -7,6 +7,7 @@
 // part that could be changed by it goes to a temporary first.
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -88,12 +89,16 @@ struct OUT {
   LIST* head = nullptr;
   LIST* tail = nullptr;
   PSN* psn = nullptr;
+  // Told of each statement as it joins the list, while its tree is still in
+  // the cache.
+  std::function<void(LIST*)> added;
   void add(NODE* t) {
     if (!t) return;
     LIST* c = mkelist(t, nullptr, psn);
     if (tail) tail->next = c;
     else head = c;
     tail = c;
+    if (added) added(c);
   }
 };
 
@@ -736,9 +741,8 @@ void make_shortened_symbol_entry(SYMTAB* s, TYPE* narrow) {
   s->align = static_cast<int32_t>(s->type->align);
 }
 
-void shorten_variables(LIST* list) {
-  std::map<SYMTAB*, SHORT_CAND> cands;
-  for (LIST* l = list; l; l = l->next) gather_shortening(l->tree, true, cands);
+// `cands` holds what gather_shortening found in every statement of `list`.
+void shorten_variables(LIST* list, std::map<SYMTAB*, SHORT_CAND>& cands) {
   std::map<SYMTAB*, TYPE*> retyped;
   for (auto& e : cands) {
     SHORT_CAND& c = e.second;
@@ -859,18 +863,43 @@ void seq_trees() {
     return;
   }
 
-  if (opt_level > 1)
-    for (LIST* l = list; l; l = l->next) {
+  // Each walk over every statement costs a cache miss per node once a
+  // function outgrows the cache, so the walks that need one statement at a
+  // time share it: the global constants with the largest label, and the
+  // sequencing with the scan for calls that never return, vector and
+  // complex types, and the gathering for variable shortening.
+  next_label = 1;
+  for (LIST* l = list; l; l = l->next) {
+    if (opt_level > 1) {
       bool changed = false;
       if (l->tree && l->tree->op != LABELDEF) l->tree = replace_global_constants(l->tree, nullptr, false, changed);
       if (changed) l->tree = simp_tree(l->tree, nullptr, nullptr);
     }
-
-  next_label = 1;
-  for (LIST* l = list; l; l = l->next) next_label = std::max(next_label, max_label(l->tree) + 1);
+    next_label = std::max(next_label, max_label(l->tree) + 1);
+  }
 
   // Sequence each statement, simplify what comes out, drop what has no effect.
+  bool vector = false, complex = false;
+  std::map<SYMTAB*, SHORT_CAND> cands;
+  LIST* pending = nullptr;  // a call that never returns, until the next statement tells whether it is marked
+  auto mark_pending = [&]() {  // once the statement behind it is in the list, or none will be
+    if (!pending) return;
+    if (!already_marked(pending)) {
+      LIST* last = mark_never_returning_call(pending);
+      for (LIST* m = pending->next; m != last->next; m = m->next) gather_shortening(m->tree, true, cands);
+    }
+    pending = nullptr;
+  };
   OUT out;
+  out.added = [&](LIST* c) {
+    mark_pending();
+    STMT_SCAN scan;
+    scan_statement(c->tree, scan, !(vector && complex));
+    vector = vector || scan.vector;
+    complex = complex || scan.complex;
+    if (scan.never_returns) pending = c;
+    gather_shortening(c->tree, true, cands);
+  };
   for (LIST* l = list; l;) {
     LIST* next = l->next;
     NODE* t = l->tree;
@@ -886,23 +915,14 @@ void seq_trees() {
     out.psn = psn;
     emit_simplified(part.head, out, 0);
   }
+  mark_pending();
   list = out.head;
   currfuninfo->stmts = list;
   note_not_built("seq_trees: profile counts of split || tests (no profile data on this target)");
-
-  bool vector = false, complex = false;
-  for (LIST* l = list; l; l = l->next) {
-    if (!l->tree) continue;
-    STMT_SCAN s;
-    scan_statement(l->tree, s, !(vector && complex));
-    vector = vector || s.vector;
-    complex = complex || s.complex;
-    if (s.never_returns && !already_marked(l)) l = mark_never_returning_call(l);
-  }
   if (vector) file_has_vector_trees = true;
   currfuninfo->byte0 = static_cast<uint8_t>((vector ? 1 : 0) | (complex ? 2 : 0));
 
-  shorten_variables(list);
+  shorten_variables(list, cands);
   list = currfuninfo->stmts;
 
   for (LIST* l = list; l; l = l->next) initialize_labelref_probabilities(l->tree);

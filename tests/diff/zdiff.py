@@ -24,7 +24,7 @@ VARIANTS = [
     "--opt_level=2",
     "--opt_level=3",
     "--opt_level=4",
-    "--opt_level=2 --debug_level=1 --info_level=1 --debug=split_odb",
+    "--opt_level=2 --debug_level=1 --info_level=1 --debug=split_odb,pass_times",
     "--opt_level=4 --enable=lir",
     "--opt_level=4 --enable=lir_early,lir_mid,lir_late,lir_late_ssa",
     "--opt_level=3 --disable=vn,superblock_opt,tail_duplication,inline_folding",

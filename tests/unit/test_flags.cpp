@@ -309,7 +309,7 @@ TEST_F(Flags, KeywordRegistry) {
   EXPECT_TRUE(register_option::is_registered("debug:split_odb"));
   EXPECT_TRUE(register_option::is_registered("disable:serial_reset"));
   EXPECT_FALSE(register_option::is_registered("debug:no_such_keyword"));
-  EXPECT_EQ(declared_keyword_count(), 91);
+  EXPECT_EQ(declared_keyword_count(), 92);
   EXPECT_EQ(kw::disable_vn.key(), std::string("disable:vn"));
 }
 

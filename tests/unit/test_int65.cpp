@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "ir/int65.h"
 
 TEST(Int65, HoldsFullSignedAndUnsigned64BitRanges) {
@@ -69,4 +71,28 @@ TEST(Int65, Text) {
   EXPECT_EQ(int2text(INT65(8), nullptr, -1, 8), "010");
   EXPECT_EQ(int2text(INT65(0xffffffffffffffffull), nullptr, -1, 10), "18446744073709551615");
   EXPECT_EQ(int2text(INT65(static_cast<long long>(INT64_MIN)), nullptr, -1, 10), "-9223372036854775808");
+}
+
+TEST(Int65, AnyHostValueWrapsToItsLow65Bits) {
+  const __int128 one = 1;
+  const __int128 mod = one << 65;
+  auto reference = [&](__int128 v) {
+    v %= mod;
+    if (v < 0) v += mod;
+    if (v >= (one << 64)) v -= mod;
+    return v;
+  };
+  std::vector<__int128> values;
+  for (int bit : {0, 1, 31, 32, 63, 64, 65, 66, 100, 126})
+    for (int d : {-2, -1, 0, 1, 2}) {
+      values.push_back((one << bit) + d);
+      values.push_back(-(one << bit) + d);
+    }
+  values.push_back(static_cast<__int128>(~(static_cast<unsigned __int128>(1) << 127)));  // the largest
+  values.push_back(-static_cast<__int128>(~(static_cast<unsigned __int128>(1) << 127)) - 1);  // the smallest
+  values.push_back(static_cast<__int128>(0x123456789abcdef0ull) * 0x1000000007ll);
+  for (__int128 v : values) {
+    __int128 got = INT65::from_i128(v).i128();
+    ASSERT_TRUE(got == reference(v)) << "for " << static_cast<long long>(v) << " (low 64 bits)";
+  }
 }

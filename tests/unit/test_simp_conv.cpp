@@ -1,5 +1,7 @@
 // Conversions, memory access, assignments, calls by name, known bits and
 // value bounds.
+#include <random>
+
 #include "test_simp_util.h"
 
 namespace simp_test {
@@ -136,6 +138,34 @@ TEST_F(Conv, StrictnessOfAnEagerRightSide) {
   EXPECT_FALSE(quest_colon_is_strict(parse("(QUEST i32 #x (COLON i32 (UMULT i32 #p) 1:i32))")));
   EXPECT_TRUE(find_or_make_safe_for_ANDB(parse("(ANDB i32 (ANDB i32 (LT i32 #x #y) (GT i32 #x 0:i32)) #z)")));
   EXPECT_FALSE(find_or_make_safe_for_ANDB(parse("(ANDB i32 (ANDB i32 #w (GT i32 #x 0:i32)) #z)")));
+}
+
+TEST(KnownBitsInRange, CommonPrefixOfAnyTwo65BitValues) {
+  // The bits of a range [lo, hi] known from the prefix the two share, against
+  // a bit-by-bit reading of it, for values of every width and sign.
+  std::mt19937_64 rng(17);
+  auto value = [&](int bits) {
+    __int128 v = static_cast<__int128>(rng() & (bits >= 64 ? ~0ull : (1ull << bits) - 1));
+    if (bits == 65 && (rng() & 1)) v -= static_cast<__int128>(1) << 64;
+    return INT65::from_i128(v);
+  };
+  for (int i = 0; i < 4000; ++i) {
+    INT65 lo = value(1 + static_cast<int>(rng() % 65));
+    INT65 hi = (i % 3 == 0) ? lo ^ INT65(static_cast<long long>(rng() % 16)) : value(1 + static_cast<int>(rng() % 65));
+    INT65 zeros(0), ones(0);
+    bool same = true;
+    for (int b = 64; b >= 0; --b) {
+      bool x = !((lo >> b) & INT65(1)).is_zero();
+      bool y = !((hi >> b) & INT65(1)).is_zero();
+      same = same && x == y;
+      if (!same) continue;
+      INT65 bit = INT65(1) << b;
+      if (x) ones = ones | bit;
+      else zeros = zeros | bit;
+    }
+    ASSERT_EQ(find_known_ones_in_range(lo, hi), ones) << i;
+    ASSERT_EQ(find_known_zeros_in_range(lo, hi), zeros) << i;
+  }
 }
 
 }  // namespace

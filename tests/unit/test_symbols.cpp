@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "driver/globals.h"
 #include "ir/mmgt.h"
@@ -95,6 +97,24 @@ TEST(Symbols, RevsymtabReversesOntoATail) {
   EXPECT_EQ(c.next, &b);
   EXPECT_EQ(b.next, &a);
   EXPECT_EQ(a.next, &t);
+}
+
+TEST(Funinfo, ThousandsOfNamesEachFindTheirOwnRecord) {
+  // Enough names to fill every bucket with long chains and to grow the
+  // index several times; names alike in their first two characters, and
+  // names that are prefixes of others.
+  std::vector<std::string> names;
+  for (int i = 0; i < 5000; ++i) names.push_back("fn" + std::to_string(i));
+  for (int i = 0; i < 200; ++i) names.push_back(std::string(static_cast<size_t>(i % 40 + 1), 'q') + "_" + std::to_string(i));
+  std::vector<FUNINFO*> made;
+  for (const std::string& n : names) made.push_back(make_FUNINFO(n.c_str()));
+  for (size_t i = 0; i < names.size(); ++i) {
+    ASSERT_EQ(find_FUNINFO(names[i].c_str()), made[i]) << names[i];
+    ASSERT_STREQ(made[i]->name, names[i].c_str());
+    ASSERT_EQ(make_FUNINFO(names[i].c_str()), made[i]) << "made once";
+  }
+  for (const char* absent : {"fn5000", "fn", "f", "q", "qq_", "fn12x", "nf12"})
+    EXPECT_EQ(find_FUNINFO(absent), nullptr) << absent;
 }
 
 }  // namespace

@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "driver/globals.h"
 #include "icode/if_file.h"
@@ -223,6 +225,84 @@ TEST_F(ZoptDriver, BadOptionLevelEndsTheRun) {
   ZoptRun r = zopt("--opt_level=9 prog.icode out.icode");
   EXPECT_EQ(r.status, 1) << r.err;
   EXPECT_FALSE(exists(path("out.icode")));
+}
+
+// The rows of a time-per-pass table: name, runs (-1 when none shown),
+// seconds.
+struct TimeRow {
+  std::string name;
+  long runs;
+  double seconds;
+};
+
+std::vector<TimeRow> time_rows(const std::string& text, double& total) {
+  std::vector<TimeRow> rows;
+  total = -1;
+  size_t at = text.find("time per pass (debug:pass_times)");
+  if (at == std::string::npos) return rows;
+  std::istringstream in(text.substr(at));
+  std::string line;
+  std::getline(in, line);  // title
+  std::getline(in, line);  // heading
+  while (std::getline(in, line) && !line.empty()) {
+    // name (may hold blanks), then [runs] seconds share%
+    std::istringstream words(line);
+    std::vector<std::string> w;
+    for (std::string x; words >> x;) w.push_back(x);
+    if (w.size() < 3 || w.back().back() != '%') break;
+    double secs = std::stod(w[w.size() - 2]);
+    bool has_runs = w.size() >= 4 && w[w.size() - 3].find_first_not_of("0123456789") == std::string::npos;
+    size_t name_words = w.size() - (has_runs ? 3 : 2);
+    std::string name;
+    for (size_t i = 0; i < name_words; ++i) name += (i ? " " : "") + w[i];
+    if (name == "total") {
+      total = secs;
+      break;
+    }
+    rows.push_back({name, has_runs ? std::stol(w[w.size() - 3]) : -1, secs});
+  }
+  return rows;
+}
+
+TEST_F(ZoptDriver, TimePerPassOnRequest) {
+  write_program("prog.icode");
+  ZoptRun plain = zopt("prog.icode out.icode");
+  EXPECT_EQ(plain.status, 0) << plain.err;
+  EXPECT_EQ(plain.err.find("time per pass"), std::string::npos) << "only on request";
+
+  ZoptRun r = zopt("--debug=pass_times prog.icode timed.icode");
+  ASSERT_EQ(r.status, 0) << r.err;
+  double total = -1;
+  std::vector<TimeRow> rows = time_rows(r.err, total);
+  ASSERT_FALSE(rows.empty()) << r.err;
+  EXPECT_GE(total, 0.0);
+  double sum = 0;
+  std::map<std::string, long> runs;
+  for (const TimeRow& t : rows) {
+    sum += t.seconds;
+    runs[t.name] = t.runs;
+  }
+  EXPECT_NEAR(sum, total, 1e-6 * static_cast<double>(rows.size())) << "the rows share out the total";
+  EXPECT_EQ(runs["first reading"], 1);
+  EXPECT_EQ(runs["simp_tree of each statement read"], 2) << "the one function is read twice";
+  EXPECT_EQ(runs.count("(outside the passes and readings)"), 1u);
+  EXPECT_EQ(runs["second reading"], 1);
+  // The pipeline's passes once each for the one function, the pre-pass's in
+  // rows of their own.
+  EXPECT_EQ(runs["seq_trees"], 1);
+  EXPECT_EQ(runs["pre-pass: seq_trees"], 1);
+  EXPECT_EQ(runs["write_func_body"], 1);
+  EXPECT_EQ(runs.count("do_dd_optimizations"), 0u) << "a pass not built yet takes no time";
+  // With a debug log the table goes there, ahead of its closing line.
+  ZoptRun logged = zopt("--debug_level=1 --debug=pass_times prog.icode out.icode");
+  ASSERT_EQ(logged.status, 0) << logged.err;
+  EXPECT_EQ(logged.err.find("time per pass"), std::string::npos);
+  std::string odb = slurp(path("prog.odb"));
+  size_t table = odb.find("time per pass (debug:pass_times)");
+  ASSERT_NE(table, std::string::npos);
+  EXPECT_LT(table, odb.find("== END OF DEBUG OUTPUT=="));
+  time_rows(odb, total);
+  EXPECT_GE(total, 0.0);
 }
 
 }  // namespace
