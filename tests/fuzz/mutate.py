@@ -221,7 +221,8 @@ def signature(r):
                 r"Assertion[^\n]*", r"!!![^\n]*!!!"):
         m = re.search(pat, text)
         if m:
-            line = re.sub(r"0x[0-9a-f]+|\b\d+\b", "N", m.group(0))
+            line = re.sub(r"\S*/in\.icode", "INPUT", m.group(0))
+            line = re.sub(r"0x[0-9a-f]+|\b\d+\b", "N", line)
             return "%s: %s" % (r.outcome, line.strip())
     return "%s: %s" % (r.outcome, r.detail)
 

@@ -3,7 +3,9 @@
 #include <new>
 #include <sys/wait.h>
 
+#include <cstdlib>
 #include <random>
+#include <string>
 
 #include "ir/mmgt.h"
 #include "test_icode_fixture.h"
@@ -233,6 +235,50 @@ TEST_F(IcodeFailDeathTest, DamagedFilesEndCleanly) {
         },
         ends_cleanly, "");
   }
+}
+
+// x = 1 + (1 + (... + 1)) with `depth` operators below the ASG, built
+// without recursion.
+BYTES with_deep_statement(uint32_t depth) {
+  ENC body;
+  body.rec(46, psn(0));
+  body.rec(101, ENC().u8(ASG).uint(1));
+  body.rec(101, ENC().u8(NAME).uint(1).uint(0).uint(0));  // x: global 1
+  for (uint32_t i = 0; i < depth; i++) body.rec(101, ENC().u8(PLUS).uint(1)).rec(101, ENC().u8(ICON).uint(1).sint(1));
+  body.rec(101, ENC().u8(ICON).uint(1).sint(1));
+  ENC types = basic_types();
+  return assemble(function_with(body), types.eof());
+}
+
+TEST_F(IcodeFailDeathTest, TreesDeeperThanThePassesCanWalkAreRefused) {
+  // The reader is iterative; the passes behind it recurse, and a tree of a
+  // few hundred thousand levels once overflowed their stack.
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(with_deep_statement(IF_MAX_TREE_DEPTH - 1), &client));
+  EXPECT_EXIT(
+      {
+        ICODE_STDOUT_TO_STDERR();
+        LOG_CLIENT c;
+        read_file(with_deep_statement(IF_MAX_TREE_DEPTH), &c);
+        exit(0);
+      },
+      ::testing::ExitedWithCode(1), kBadRecord);
+
+  // zopt itself, on a tree that crashed it: the reader's message, not a signal.
+  std::string in = temp_path(), out = temp_path();
+  BYTES deep = with_deep_statement(300000);
+  FILE* f = fopen(in.c_str(), "wb");
+  ASSERT_EQ(fwrite(deep.data(), 1, deep.size(), f), deep.size());
+  fclose(f);
+  std::string cmd = std::string(ZOPT_BINARY) + " --opt_level=2 " + in + " " + out + " >" + out + ".said 2>&1";
+  int status = std::system(cmd.c_str());
+  ASSERT_TRUE(WIFEXITED(status)) << "status " << status;
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  BYTES said = read_all(out + ".said");
+  EXPECT_NE(std::string(said.begin(), said.end()).find(kBadRecord), std::string::npos);
+  remove(in.c_str());
+  remove(out.c_str());
+  remove((out + ".said").c_str());
 }
 
 TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {
