@@ -71,8 +71,8 @@ constexpr int ICODE_OLDEST_VERSION = -86;
 constexpr int ICODE_CPU_ID = 1000;
 // The deepest expression tree a reader takes. The passes walk trees
 // recursively; past this depth a tree is refused as a broken record rather
-// than left to exhaust the stack. A switch with this many cases, or a sum
-// of this many terms, is still well within it.
+// than left to exhaust the stack. A switch's cases and a sum's terms nest,
+// so a switch of some thousands of cases still reads.
 constexpr uint32_t IF_MAX_TREE_DEPTH = 10000;
 // The longest chain of types a type may rest on (typedef of typedef, pointer
 // to pointer, a structure holding a structure...), for the same reason: the

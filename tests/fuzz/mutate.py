@@ -20,9 +20,11 @@ cut down a little. The tally of outcomes goes to standard output at the end
 and to WORK/tally.json as the campaign goes on. Exit status 1 when there was
 a finding, 77 when a program the campaign needs is not built.
 
-Python rather than a C++ tool: a run costs a process start of zopt either
-way (a few milliseconds, most of it exec), the runner's own share is small,
-and the mutations are easier to read and extend here.
+Python rather than a C++ tool: the mutations are easier to read and extend
+here, and the runner's own share of a run is small (half a millisecond).
+What costs is starting zopt; the runs go through zopt-forkserver, built
+beside the tests, which forks zopt's main for each file instead (half the
+cost of a process start on this kind of machine).
 """
 import argparse
 import hashlib
@@ -68,17 +70,22 @@ def sanitized(build):
         return any(line.startswith("ZOPT_SANITIZE:BOOL=ON") for line in f)
 
 
-def zopt_for_runs(build):
-    """The build's static link of zopt when it is as new as zopt itself
-    (it starts in half the time), otherwise zopt."""
-    zopt = os.path.join(build, "zopt")
-    static = os.path.join(build, "tests", "fuzz", "zopt-static")
-    if os.access(static, os.X_OK) and os.path.getmtime(static) >= os.path.getmtime(zopt):
-        return static
-    if os.access(static, os.X_OK):
-        print("mutate: %s is older than zopt; running zopt (build the target zopt-static)" % static,
+def runner_for(build, zopt=None, server=None):
+    """("server", path) or ("exec", path): what runs the corrupted files. By
+    default the build's fork server when it is as new as zopt (a run costs
+    a fork instead of a process start), otherwise zopt itself."""
+    if server:
+        return "server", os.path.abspath(server)
+    if zopt:
+        return "exec", os.path.abspath(zopt)
+    plain = os.path.join(build, "zopt")
+    forks = os.path.join(build, "tests", "fuzz", "zopt-forkserver")
+    if os.access(forks, os.X_OK) and os.path.getmtime(forks) >= os.path.getmtime(plain):
+        return "server", forks
+    if os.access(forks, os.X_OK):
+        print("mutate: %s is older than zopt; starting zopt for every run (build zopt-forkserver)" % forks,
               file=sys.stderr)
-    return zopt
+    return "exec", plain
 
 
 def parse_range(text):
@@ -190,14 +197,25 @@ def make_case(seed, index):
     return name, bad, options, done
 
 
+_server = None
+
+
 def run_case(data, options, scratch=None, timeout=None):
+    global _server
     scratch = scratch or _cfg["scratch"]
     path = os.path.join(scratch, "in.icode")
     with open(path, "wb") as f:
         f.write(data)
-    cmd = [_cfg["zopt"]] + options + [path, os.path.join(scratch, "out.icode")]
-    return outcome.run(cmd, cwd=scratch, timeout=timeout or _cfg["timeout"], fsize=outcome.output_limit(len(data)),
-                       memory=_cfg["memory"])
+    args = options + [path, os.path.join(scratch, "out.icode")]
+    limits = dict(timeout=timeout or _cfg["timeout"], fsize=outcome.output_limit(len(data)), memory=_cfg["memory"])
+    kind, program = _cfg["runner"]
+    if kind == "server":
+        if _server is None or _server.cwd != scratch:
+            if _server:
+                _server.close()
+            _server = outcome.ForkServer(program, scratch)
+        return _server.run(args, said_path=os.path.join(scratch, ".said"), **limits)
+    return outcome.run([program] + args, cwd=scratch, **limits)
 
 
 def _work(chunk):
@@ -313,7 +331,7 @@ def campaign(args, seed_paths):
     work = args.work
     findings_dir = os.path.join(work, "findings")
     os.makedirs(findings_dir, exist_ok=True)
-    cfg = {"work": work, "zopt": args.zopt or zopt_for_runs(args.build), "timeout": args.timeout,
+    cfg = {"work": work, "runner": runner_for(args.build, args.zopt, args.server), "timeout": args.timeout,
            "memory": None if sanitized(args.build) else MEMORY_LIMIT}
     chunk = 100
     chunks = [(args.seed, i, min(i + chunk, args.start + args.count))
@@ -377,7 +395,7 @@ def campaign(args, seed_paths):
 # The other two modes
 
 def replay(args, seed_paths):
-    cfg = {"work": args.work, "zopt": args.zopt or zopt_for_runs(args.build), "timeout": args.timeout,
+    cfg = {"work": args.work, "runner": runner_for(args.build, args.zopt, args.server), "timeout": args.timeout,
            "memory": None if sanitized(args.build) else MEMORY_LIMIT}
     _init_worker(seed_paths, cfg)
     name, data, options, done = make_case(args.seed, args.replay)
@@ -401,7 +419,7 @@ def promote(args):
     scratch = os.path.join(args.work, "promote")
     os.makedirs(scratch, exist_ok=True)
     global _cfg
-    _cfg = {"zopt": os.path.join(args.build, "zopt"), "timeout": 60, "memory": None, "scratch": scratch}
+    _cfg = {"runner": ("exec", os.path.join(args.build, "zopt")), "timeout": 60, "memory": None, "scratch": scratch}
     ends = set()
     for level in LEVELS:
         r = run_case(data, [level])
@@ -428,8 +446,9 @@ def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument("--build", default=os.path.join(TOP, "build"), help="build directory")
     ap.add_argument("--c2icode", help="the C front end (default: the build's)")
-    ap.add_argument("--zopt", help="the zopt that runs the corrupted files (default: the build's; a copy keeps a "
-                                   "long campaign apart from rebuilds)")
+    ap.add_argument("--zopt", help="a zopt to start for every run (default: the build's fork server, else its zopt)")
+    ap.add_argument("--server", help="a zopt-forkserver to run the files (a copy keeps a long campaign apart from "
+                                     "rebuilds)")
     ap.add_argument("--csmith", type=parse_range, default=parse_range("1-6"),
                     help="csmith seeds A-B whose programs join the files to corrupt (default 1-6; '' for none)")
     ap.add_argument("--count", type=int, default=1000, help="files to corrupt and run")
@@ -446,7 +465,6 @@ def main():
     args = ap.parse_args()
     args.build = os.path.abspath(args.build)
     args.work = os.path.abspath(args.work or os.path.join(args.build, "mutate"))
-    args.zopt = os.path.abspath(args.zopt) if args.zopt else None
     os.makedirs(args.work, exist_ok=True)
 
     tools = zdiff.Tools(args.build, args.c2icode)

@@ -281,6 +281,34 @@ TEST_F(IcodeFailDeathTest, TreesDeeperThanThePassesCanWalkAreRefused) {
   remove((out + ".said").c_str());
 }
 
+// int, then `n` typedefs each of the one before, and a structure whose one
+// member has the last of them: the structure rests on the whole chain.
+ENC typedef_chain(uint32_t n) {
+  ENC t;
+  t.rec(116, ENC().uint(1).u8(6).u8(1).uint(32).uint(32).u8(0).u8(0));
+  for (uint32_t i = 0; i < n; i++)
+    t.rec(116, ENC().uint(i + 3).u8(14).str("t").uint(i ? i + 2 : 1).uint(32).uint(32).u8(0).u8(0).psn(0));
+  uint32_t s = n + 3;
+  t.rec(116, ENC().uint(s).u8(24).u8(0).str("S").u8(1).u8(0).uint(32).uint(32).u8(1).u8(0).u8(0).psn(0));
+  t.rec(116, ENC().uint(s).u8(254).u8(7));
+  t.rec(116, ENC().uint(s).u8(28).uint(1).str("m").uint(n + 2).u8(0).sint(0).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  t.rec(116, ENC().uint(s).u8(255).u8(7));
+  // The function type the fixture's f has.
+  t.rec(116, ENC().uint(2).u8(20).uint(1).u8(0).u8(0).u8(0).u8(0));
+  t.rec(116, ENC().uint(2).u8(254).u8(0)).rec(116, ENC().uint(2).u8(255).u8(0));
+  return t.eof();
+}
+
+TEST_F(IcodeFailDeathTest, TypeChainsLongerThanThePackageCanFollowAreRefused) {
+  // The type package follows targets recursively: half a million typedefs
+  // of typedefs once overflowed its stack. A chain of the limit reads; one
+  // more, reached through a structure's member, is a broken record.
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH - 2)), &client));
+  EXPECT_READ_DIES(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH - 1)), kBadRecord);
+  EXPECT_READ_DIES(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH)), kBadRecord);
+}
+
 TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {
   LOG_CLIENT client;
   I_FILE* f = I_FILE::if_open(stream_of(small_file(-73).bytes), &client);
