@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "driver/globals.h"
@@ -18,6 +19,9 @@ int symbol_serial = 0;
 namespace {
 const int kBuckets = 73;
 FUNINFO* funinfo_table[kBuckets];
+// The same records by name: with thousands of functions a bucket's chain is
+// long, and every call and symbol of a function looks its callee up.
+std::unordered_map<std::string_view, FUNINFO*> funinfo_by_name;
 
 struct SystemName {
   const char* name;
@@ -108,9 +112,8 @@ unsigned funinfo_hash(const char* name) {
 }
 
 FUNINFO* find_FUNINFO(const char* name) {
-  for (FUNINFO* f = funinfo_table[funinfo_hash(name)]; f; f = f->hash_next)
-    if (f->name[0] == name[0] && (name[0] == 0 || f->name[1] == name[1]) && strcmp(f->name, name) == 0) return f;
-  return nullptr;
+  auto it = funinfo_by_name.find(name);
+  return it == funinfo_by_name.end() ? nullptr : it->second;
 }
 
 FUNINFO* make_FUNINFO(const char* name) {
@@ -120,6 +123,7 @@ FUNINFO* make_FUNINFO(const char* name) {
   unsigned h = funinfo_hash(name);
   f->hash_next = funinfo_table[h];
   funinfo_table[h] = f;
+  funinfo_by_name.emplace(f->name, f);
   init_FUNINFO_flags(f, is_system_function(name));
   fileinfo.all_functions = mkFUNLIST(f, fileinfo.all_functions);
   f->in_all_functions = true;

@@ -164,6 +164,22 @@ def prepare_seeds(args, tools, directory):
     return sorted(set(made))
 
 
+def seeds_stamp(args, tools):
+    """What the files to corrupt are made from: the programs and the sources,
+    by time of change. The same stamp lets a campaign take the files of the
+    one before instead of making them again."""
+    paths = [tools.zopt, tools.c2icode, os.path.join(args.build, "tools", "icode-text", "icode-as"),
+             os.path.join(args.build, "tools", "icode-gen", "icode-gen"), os.path.join(HERE, "regress")]
+    for root in (os.path.join(TOP, "tests"), os.path.join(TOP, "tools")):
+        for where, dirs, files in os.walk(root):
+            dirs[:] = sorted(d for d in dirs if not d.startswith("build"))
+            paths += [os.path.join(where, f) for f in sorted(files) if f.endswith((".c", ".itxt", ".h"))]
+    lines = ["csmith %s" % ",".join(map(str, args.csmith))]
+    for p in paths:
+        lines.append("%s %s" % (p, os.path.getmtime(p) if os.path.exists(p) else "-"))
+    return "\n".join(lines) + "\n"
+
+
 # ---------------------------------------------------------------------------
 # Workers
 
@@ -457,7 +473,8 @@ def main():
     ap.add_argument("-j", "--jobs", type=int, default=2)
     ap.add_argument("--timeout", type=float, default=5.0, help="seconds a run may take")
     ap.add_argument("--work", help="work directory (default: BUILD/mutate)")
-    ap.add_argument("--reuse-seeds", action="store_true", help="take the files of an earlier campaign's WORK/seeds")
+    ap.add_argument("--reuse-seeds", action="store_true",
+                    help="take the files of an earlier campaign's WORK/seeds even when the programs have changed")
     ap.add_argument("--minimise-budget", type=int, default=300, help="runs spent cutting down each fault")
     ap.add_argument("--note-every", type=float, default=60.0, help="seconds between progress lines")
     ap.add_argument("--replay", type=int, metavar="I", help="make file I of the campaign again and run it")
@@ -474,11 +491,16 @@ def main():
     if args.promote:
         return promote(args)
     seeds_dir = os.path.join(args.work, "seeds")
-    if args.reuse_seeds and os.path.isdir(seeds_dir):
+    stamp_path = os.path.join(args.work, "seeds.stamp")
+    stamp = seeds_stamp(args, tools)
+    same = os.path.exists(stamp_path) and open(stamp_path).read() == stamp
+    if os.path.isdir(seeds_dir) and (args.reuse_seeds or same):
         seed_paths = sorted(os.path.join(seeds_dir, n) for n in os.listdir(seeds_dir) if n.endswith(".icode"))
     else:
         shutil.rmtree(seeds_dir, ignore_errors=True)
         seed_paths = prepare_seeds(args, tools, seeds_dir)
+        with open(stamp_path, "w") as f:
+            f.write(stamp)
     if not seed_paths:
         print("mutate: nothing to corrupt")
         return SKIP
