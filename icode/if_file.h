@@ -78,6 +78,10 @@ constexpr uint32_t IF_MAX_TREE_DEPTH = 10000;
 // to pointer, a structure holding a structure...), for the same reason: the
 // type package follows such chains recursively.
 constexpr uint32_t IF_MAX_TYPE_DEPTH = 10000;
+// The deepest nesting of blocks inside a function's outer block. A symbol
+// keeps its lexical level in a byte, and a C front end stops at 256
+// brackets anyway.
+constexpr int32_t IF_MAX_BLOCK_NESTING = 250;
 
 // The reader's failure texts, printed with puts before exit(1).
 extern const char* const IF_MSG_INVALID_RECORD;

@@ -309,6 +309,23 @@ TEST_F(IcodeFailDeathTest, TypeChainsLongerThanThePackageCanFollowAreRefused) {
   EXPECT_READ_DIES(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH)), kBadRecord);
 }
 
+TEST_F(IcodeFailDeathTest, BlocksNestedDeeperThanALexicalLevelHoldsAreRefused) {
+  // Scopes opened past what the scope stack held were once hung on its last
+  // entry, each appended by walking all the others: a file of nested blocks
+  // took time quadratic in their number (200000 blocks: minutes).
+  auto nested = [](int n) {
+    ENC body;
+    for (int i = 0; i < n; i++) body.rec(3, psn(0));
+    stmt(body, psn(0), T(ASG, 1, {name_node(0, 1, 1), icon_s(1, 1)}));
+    for (int i = 0; i < n; i++) body.rec(4, psn(0));
+    ENC types = basic_types();
+    return assemble(function_with(body), types.eof());
+  };
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(nested(IF_MAX_BLOCK_NESTING), &client));
+  EXPECT_READ_DIES(nested(IF_MAX_BLOCK_NESTING + 1), kBadRecord);
+}
+
 TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {
   LOG_CLIENT client;
   I_FILE* f = I_FILE::if_open(stream_of(small_file(-73).bytes), &client);
