@@ -27,17 +27,24 @@ void process_functions_in_order() {
   }
   for (FUNLIST* f : order)
     if (!(f->fun->flags & (FUN_is_suppressed | FUN_is_processed))) do_one_function(f);
-  // Optimising a caller may make a suppressed inline function needed after all.
-  for (bool again = true; again;) {
-    again = false;
+  run_unsuppress_sweeps(order, do_one_function);
+}
+
+// Optimising a caller may make a suppressed inline function needed after
+// all. A sweep goes on only while the one before wrote a function that was
+// not written yet, so there are never more sweeps than functions, whatever
+// the flags say.
+void run_unsuppress_sweeps(const std::vector<FUNLIST*>& order, const std::function<void(FUNLIST*)>& do_one) {
+  for (bool progress = true; progress;) {
+    progress = false;
     for (FUNLIST* f : order) {
       uint32_t fl = f->fun->flags;
       if (fl & FUN_is_processed) continue;
       if ((fl & FUN_is_suppressed) && !(fl & FUN_cannot_suppress)) continue;
       if (print_debug && opt_level > 2 && fdebug) fprintf(fdebug, "\n!!! %s() must be unsuppressed !!!\n\n", f->fun->name);
       f->fun->flags &= ~static_cast<uint32_t>(FUN_is_suppressed);
-      do_one_function(f);
-      again = true;
+      do_one(f);
+      if (f->fun->flags & FUN_is_processed) progress = true;
     }
   }
 }

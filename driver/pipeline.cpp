@@ -213,10 +213,15 @@ void do_one_function(FUNLIST* element) {
     open_debug_file(1, currfunc->name);
     switched_log = true;
   }
+  SYMTAB* promised = currfunc;
   {
     PASS_CLOCK clock("second reading");
-    i_file->if_read_func(currfunc->file_offset);
+    i_file->if_read_func(promised->file_offset);
   }
+  // The offset is the file's own word: a record there that begins another
+  // function (or the same name under another symbol) is a broken file, and
+  // going on would optimise one function in the place of another.
+  if (currfunc != promised || currfuninfo != element->fun) I_FILE::if_bad_record();
   if (write_opt_info && finfo) fprintf(finfo, "\n%s\n", std::string(78, '=').c_str());
   dump_FUNINFO(currfuninfo, nullptr);
   if (currfuninfo->root_scope) currfuninfo->root_scope->print(true, nullptr, 0, true);

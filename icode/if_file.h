@@ -71,6 +71,19 @@ constexpr int ICODE_OLDEST_VERSION = -86;
 constexpr int ICODE_CPU_ID = 1000;
 // A target whose 32-bit longs are read as ints.
 constexpr int ICODE_CPU_ID_LONG_IS_INT = 500;
+// The deepest expression tree a reader takes. The passes walk trees
+// recursively; past this depth a tree is refused as a broken record rather
+// than left to exhaust the stack. A switch's cases and a sum's terms nest,
+// so a switch of some thousands of cases still reads.
+constexpr uint32_t IF_MAX_TREE_DEPTH = 10000;
+// The longest chain of types a type may rest on (typedef of typedef, pointer
+// to pointer, a structure holding a structure...), for the same reason: the
+// type package follows such chains recursively.
+constexpr uint32_t IF_MAX_TYPE_DEPTH = 10000;
+// The deepest nesting of blocks inside a function's outer block. A symbol
+// keeps its lexical level in a byte, and a C front end stops at 256
+// brackets anyway.
+constexpr int32_t IF_MAX_BLOCK_NESTING = 250;
 
 // The reader's failure texts, printed with puts before exit(1).
 extern const char* const IF_MSG_INVALID_RECORD;
@@ -82,6 +95,7 @@ struct TYPE_INFO {
   uint8_t open_lists = 0;    // lists announced and not yet ended
   int8_t list_kind = -1;     // the list open now, -1 for none
   void* list_tail = nullptr; // its last element, so that appending is cheap
+  uint32_t depth = 0;        // 1 + the depth of the deepest type it rests on
 };
 
 // Type id to TYPE_INFO, walked in id order. Ids are dense in practice, so
@@ -238,6 +252,7 @@ struct I_FILE {
     if (id == 0) return nullptr;
     TYPE_INFO* e = types.find(id);
     if (!e) if_forward_type();
+    if (e->depth > ref_depth_) ref_depth_ = e->depth;
     return e->type;
   }
   [[noreturn]] static void if_forward_type();
@@ -345,6 +360,7 @@ struct I_FILE {
   char* strbuf_ = nullptr;    // for i_read_string(n)
   uint32_t strbuf_size_ = 0;
   bool stream_failed_ = false;
+  uint32_t ref_depth_ = 0;    // deepest type named since the type record began
   struct PSN_KEY {
     uint32_t file, line, col;
     bool operator==(const PSN_KEY& o) const { return file == o.file && line == o.line && col == o.col; }

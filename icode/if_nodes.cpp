@@ -143,7 +143,10 @@ NODE* I_FILE::if_read_tree() {
       f.node->left = child;
     else
       f.node->right = child;
-    if (child_operands > 0) stack.push_back({child, child_operands, 0});
+    if (child_operands > 0) {
+      if (stack.size() - bottom >= IF_MAX_TREE_DEPTH) if_bad_record();
+      stack.push_back({child, child_operands, 0});
+    }
   }
   return root;
 }

@@ -76,6 +76,7 @@ int I_FILE::if_read_record() {
     case IREC_BEGIN_BLOCK: {
       if_need_function();
       PSN* psn = i_read_psn();
+      if (block_depth - 2 >= IF_MAX_BLOCK_NESTING) if_bad_record();
       block_depth++;
       client->cl_begin_block(psn);
       break;

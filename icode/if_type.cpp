@@ -185,6 +185,7 @@ void I_FILE::if_read_type_defs() {
 void I_FILE::if_read_type() {
   uint32_t id = i_read_typeref();
   int code = i_read_u8();
+  ref_depth_ = 0;
   TYPE* t = nullptr;
   uint8_t open = 0;
   if ((code >= TC_BOOL && code <= TC_ULONG) || code == TC_LLONG || code == TC_ULLONG) {
@@ -346,6 +347,8 @@ void I_FILE::if_read_type() {
   TYPE_INFO info;
   info.type = t;
   info.open_lists = open;
+  info.depth = ref_depth_ + 1;
+  if (info.depth > IF_MAX_TYPE_DEPTH) if_bad_record();
   enter_type(id, info);
   if (open == 0 && has_lists(t)) {
     if_pkg()->type_frozen(t);
@@ -503,6 +506,9 @@ void I_FILE::if_read_type_element(uint32_t id, int code) {
       break;
     }
   }
+  // The owner rests on the types of its elements as well.
+  if (ref_depth_ + 1 > e->depth) e->depth = ref_depth_ + 1;
+  if (e->depth > IF_MAX_TYPE_DEPTH) if_bad_record();
 }
 
 void I_FILE::if_merge_type_defs() {

@@ -118,7 +118,9 @@ SYMTAB* OPT_CLIENT::cl_symbol_create(const char* name, TYPE* type, TYPE* type2, 
   }
   if (declared && declared->is_func()) {
     FUNINFO* f = make_FUNINFO(skip_name_prefix(name));
-    f->sym = s;
+    // The record lives as long as the file; a declaration inside a function
+    // goes with the function's pool and would leave it pointing at nothing.
+    if (lex == 0) f->sym = s;
   }
   sym_def(s);
   if (lex != 0) {

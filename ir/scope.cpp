@@ -2,6 +2,7 @@
 #include <new>
 
 #include "driver/globals.h"
+#include "icode/if_file.h"
 #include "ir/mmgt.h"
 #include "ir/opt_expr.h"
 #include "ir/symbol.h"
@@ -12,6 +13,8 @@ namespace {
 // The open scopes, innermost last: [0] the file level, [1] the function,
 // [2] its outer block, then nested blocks.
 const int kMaxDepth = 256;
+// The file, the function, its outer block and the nested blocks a file may have.
+static_assert(kMaxDepth > IF_MAX_BLOCK_NESTING + 3, "a scope the reader takes must have its place");
 LS* open_scopes[kMaxDepth];
 int depth = 0;
 int scope_counter = 0;
@@ -20,7 +23,7 @@ int scope_counter = 0;
 LS* LS::open(PSN* psn, SYMTAB* sym, uint32_t flags) {
   if (depth == 0 && open_scopes[0]) {
     // Reopening the file level reuses the one record.
-    open_scopes[0]->first_child = nullptr;
+    open_scopes[0]->first_child = open_scopes[0]->last_child = nullptr;
     depth = 1;
     return open_scopes[0];
   }
@@ -35,13 +38,11 @@ LS* LS::open(PSN* psn, SYMTAB* sym, uint32_t flags) {
   if (depth > 0) {
     LS* parent = open_scopes[depth - 1];
     s->parent = parent;
-    if (!parent->first_child) {
+    if (!parent->first_child)
       parent->first_child = s;
-    } else {
-      LS* c = parent->first_child;
-      while (c->next_sibling) c = c->next_sibling;
-      c->next_sibling = s;
-    }
+    else
+      parent->last_child->next_sibling = s;
+    parent->last_child = s;
   }
   if (depth < kMaxDepth) open_scopes[depth++] = s;
   if (depth == 2 && currfuninfo) currfuninfo->root_scope = s;
@@ -127,5 +128,5 @@ void LS::print(bool, FILE* stream, int indent, bool) const {
 void reset_function_scopes() {
   depth = open_scopes[0] ? 1 : 0;
   for (int i = 1; i < kMaxDepth; ++i) open_scopes[i] = nullptr;
-  if (open_scopes[0]) open_scopes[0]->first_child = nullptr;
+  if (open_scopes[0]) open_scopes[0]->first_child = open_scopes[0]->last_child = nullptr;
 }

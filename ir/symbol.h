@@ -120,6 +120,7 @@ struct LS {
   LS* parent = nullptr;
   LS* first_child = nullptr;
   LS* next_sibling = nullptr;
+  LS* last_child = nullptr;  // so that a function of many blocks opens each at once
   PSN* open_psn = nullptr;
   PSN* close_psn = nullptr;
   SYMTAB* owner = nullptr;

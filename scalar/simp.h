@@ -81,6 +81,9 @@ bool tree_is_16x16_mpy(NODE* tree);
 
 // ---- Tree predicates shared with other passes ---------------------------------------
 bool tree_has_side_effects(const NODE* tree);
+// The same question at a bounded cost: past `budget` nodes the answer is
+// yes, so a caller that only moves pure trees stays correct and linear.
+bool tree_may_have_side_effects(const NODE* tree, int& budget);
 // Same shape, operators, types, symbols and constants. Says nothing about
 // side effects: callers that merge two trees check those themselves.
 bool trees_are_congruent(const NODE* a, const NODE* b);

@@ -52,8 +52,12 @@ bool is_passive_op(int op) {
 // Whether the operands of a commutative operator may change places: the
 // machine evaluates left to right, so two sides whose effects could meet
 // stay in their order.
+// Each node of a chain of one operator asks this of the rest of the chain:
+// the walk is bounded so that a long chain costs linear time, and a side
+// too large to look through counts as having effects.
 bool may_exchange(const NODE* a, const NODE* b) {
-  bool ea = tree_has_side_effects(a), eb = tree_has_side_effects(b);
+  int budget_a = 64, budget_b = 64;
+  bool ea = tree_may_have_side_effects(a, budget_a), eb = tree_may_have_side_effects(b, budget_b);
   if (!ea && !eb) return true;
   return (!ea && is_const(a)) || (!eb && is_const(b));
 }

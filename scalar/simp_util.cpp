@@ -244,53 +244,71 @@ NODE* mk_FCON(const simul_fval& value, TYPE* type) {
 
 // ---- Side effects and congruence ------------------------------------------------
 
+namespace {
+
+// The node itself, its operands aside.
+bool node_has_side_effect(const NODE* t) {
+  switch (t->op) {
+    case CALL:
+    case UCALL:
+    case MCALL:
+    case UMCALL:
+    case ASG:
+    case STASG:
+    case ARASG:
+    case PLUSPLUS:
+    case MINMIN:
+    case ASM:
+    case MEMCPY:
+    case ASSERT:
+    case NASSERT:
+    case RETURN:
+    case URETURN:
+    case BRANCH:
+    case CBRANCH:
+    case IF:
+    case SWITCH:
+    case LABELDEF:
+    case PPRAGMA:
+    case SSA_PHI:
+    case SSA_DEF:
+    case SSA_CHI:
+    case CSE_DUPE:
+    case CSE_ORIG:
+      return true;
+    case ICALL:
+    case UICALL:
+      // Most intrinsics are library routines with effects of their own
+      // (variable arguments, for one); a few are known to be pure.
+      if (!is_pure_intrinsic(static_cast<const char*>(t->sym))) return true;
+      break;
+    case NAME:
+    case UMULT:
+    case STREF:
+    case STDOT:
+      if (is_lvalue_volatile(t)) return true;
+      break;
+    default:
+      if (simp::is_opASG(t->op)) return true;
+      break;
+  }
+  return false;
+}
+
+}  // namespace
+
 bool tree_has_side_effects(const NODE* t) {
   for (; t; t = t->right) {
-    switch (t->op) {
-      case CALL:
-      case UCALL:
-      case MCALL:
-      case UMCALL:
-      case ASG:
-      case STASG:
-      case ARASG:
-      case PLUSPLUS:
-      case MINMIN:
-      case ASM:
-      case MEMCPY:
-      case ASSERT:
-      case NASSERT:
-      case RETURN:
-      case URETURN:
-      case BRANCH:
-      case CBRANCH:
-      case IF:
-      case SWITCH:
-      case LABELDEF:
-      case PPRAGMA:
-      case SSA_PHI:
-      case SSA_DEF:
-      case SSA_CHI:
-      case CSE_DUPE:
-      case CSE_ORIG:
-        return true;
-      case ICALL:
-      case UICALL:
-        // Most intrinsics are library routines with effects of their own
-        // (variable arguments, for one); a few are known to be pure.
-        if (!is_pure_intrinsic(static_cast<const char*>(t->sym))) return true;
-        break;
-      case NAME:
-      case UMULT:
-      case STREF:
-      case STDOT:
-        if (is_lvalue_volatile(t)) return true;
-        break;
-      default:
-        if (simp::is_opASG(t->op)) return true;
-        break;
-    }
+    if (node_has_side_effect(t)) return true;
     if (tree_has_side_effects(t->left)) return true;
+  }
+  return false;
+}
+
+bool tree_may_have_side_effects(const NODE* t, int& budget) {
+  for (; t; t = t->right) {
+    if (--budget < 0 || node_has_side_effect(t)) return true;
+    if (tree_may_have_side_effects(t->left, budget)) return true;
   }
   return false;
 }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sanitizer/common_interface_defs.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,7 +123,7 @@ extern "C" void __wrap_exit(int status) {
   __real_exit(status);
 }
 
-void fuzz_in_child(const std::function<int()>& body) {
+void fuzz_in_child(const std::function<int()>& body, unsigned long long output_limit) {
   int fds[2];
   if (pipe(fds) != 0) {
     perror("fuzz: pipe");
@@ -138,6 +139,12 @@ void fuzz_in_child(const std::function<int()>& body) {
     close(fds[0]);
     child_pipe = fds[1];
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (output_limit) {
+      struct rlimit r;
+      getrlimit(RLIMIT_FSIZE, &r);
+      r.rlim_cur = output_limit;
+      setrlimit(RLIMIT_FSIZE, &r);
+    }
     // The fuzzer saves a crashing input itself, once the child has told.
     __sanitizer_set_death_callback(nullptr);
     // The program's own messages are not the fuzzer's business (set

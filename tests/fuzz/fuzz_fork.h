@@ -12,7 +12,9 @@
 // status other than 0 or 1 (a fatal signal, a sanitizer report, zopt's own
 // signal exit 2) aborts the fuzzer, which then saves the input, unless the
 // child's sanitizer report names a known fault (FUZZ_KNOWN).
-void fuzz_in_child(const std::function<int()>& body);
+// With `output_limit`, no file the child writes may grow past that many
+// bytes (RLIMIT_FSIZE): an output without end is a finding, not a full disk.
+void fuzz_in_child(const std::function<int()>& body, unsigned long long output_limit = 0);
 
 // A fresh scratch directory for this fuzzer process, made once.
 const char* fuzz_scratch_dir();

@@ -4,9 +4,10 @@
 # Seeds: the icode texts of the tests (as text for the assembler, assembled
 # for the others), generated icode files, the compiled C corpus when the
 # front end is built (BUILD_DIR, default build/), and regress/. The corpus
-# grows in build-fuzz/corpus/ from run to run. A crash, leak or hang leaves
-# its input in build-fuzz/artifacts/TARGET/ and makes the status 1; the input
-# then belongs in regress/ with the fix.
+# grows in build-fuzz/corpus/ from run to run. A crash, a leak, a run longer
+# than FUZZ_TIMEOUT seconds (default 10: a hang), or memory beyond
+# FUZZ_RSS_MB (default 2048) leaves its input in build-fuzz/artifacts/TARGET/
+# and makes the status 1; the input then belongs in regress/ with the fix.
 set -uo pipefail
 top=$(cd "$(dirname "$0")/../.." && pwd)
 fuzz=${FUZZ_BUILD_DIR:-$top/build-fuzz}
@@ -53,10 +54,11 @@ for t in "${targets[@]}"; do
   case $t in fuzz_icode_as) seed_dir=$seeds/text ;; *) seed_dir=$seeds/icode ;; esac
   echo "== $t for $seconds s"
   FUZZ_KNOWN=${FUZZ_KNOWN-$top/tests/fuzz/known_faults} \
-    "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=65536 \
+    "$fuzz/tests/fuzz/$t" -max_total_time="$seconds" -timeout="${FUZZ_TIMEOUT:-10}" \
+    -rss_limit_mb="${FUZZ_RSS_MB:-2048}" -max_len=65536 \
     -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "$seed_dir" >"$fuzz/$t.log" 2>&1
   rc=$?
-  grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units|stat::peak_rss_mb|==[0-9]+==ERROR|SUMMARY|ALARM|fuzz: )' \
+  grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units|stat::peak_rss_mb|stat::slowest_unit_time_sec|==[0-9]+==ERROR|SUMMARY|ALARM|fuzz: )' \
     "$fuzz/$t.log" | head -20
   found=$(find "$artifacts" -type f -newer "$fuzz/$t.start" | head -5)
   if [ $rc -ne 0 ] || [ -n "$found" ]; then

@@ -3,7 +3,9 @@
 #include <new>
 #include <sys/wait.h>
 
+#include <cstdlib>
 #include <random>
+#include <string>
 
 #include "ir/mmgt.h"
 #include "test_icode_fixture.h"
@@ -233,6 +235,95 @@ TEST_F(IcodeFailDeathTest, DamagedFilesEndCleanly) {
         },
         ends_cleanly, "");
   }
+}
+
+// x = 1 + (1 + (... + 1)) with `depth` operators below the ASG, built
+// without recursion.
+BYTES with_deep_statement(uint32_t depth) {
+  ENC body;
+  body.rec(46, psn(0));
+  body.rec(101, ENC().u8(ASG).uint(1));
+  body.rec(101, ENC().u8(NAME).uint(1).uint(0).uint(0));  // x: global 1
+  for (uint32_t i = 0; i < depth; i++) body.rec(101, ENC().u8(PLUS).uint(1)).rec(101, ENC().u8(ICON).uint(1).sint(1));
+  body.rec(101, ENC().u8(ICON).uint(1).sint(1));
+  ENC types = basic_types();
+  return assemble(function_with(body), types.eof());
+}
+
+TEST_F(IcodeFailDeathTest, TreesDeeperThanThePassesCanWalkAreRefused) {
+  // The reader is iterative; the passes behind it recurse, and a tree of a
+  // few hundred thousand levels once overflowed their stack.
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(with_deep_statement(IF_MAX_TREE_DEPTH - 1), &client));
+  EXPECT_EXIT(
+      {
+        ICODE_STDOUT_TO_STDERR();
+        LOG_CLIENT c;
+        read_file(with_deep_statement(IF_MAX_TREE_DEPTH), &c);
+        exit(0);
+      },
+      ::testing::ExitedWithCode(1), kBadRecord);
+
+  // zopt itself, on a tree that crashed it: the reader's message, not a signal.
+  std::string in = temp_path(), out = temp_path();
+  BYTES deep = with_deep_statement(300000);
+  FILE* f = fopen(in.c_str(), "wb");
+  ASSERT_EQ(fwrite(deep.data(), 1, deep.size(), f), deep.size());
+  fclose(f);
+  std::string cmd = std::string(ZOPT_BINARY) + " --opt_level=2 " + in + " " + out + " >" + out + ".said 2>&1";
+  int status = std::system(cmd.c_str());
+  ASSERT_TRUE(WIFEXITED(status)) << "status " << status;
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  BYTES said = read_all(out + ".said");
+  EXPECT_NE(std::string(said.begin(), said.end()).find(kBadRecord), std::string::npos);
+  remove(in.c_str());
+  remove(out.c_str());
+  remove((out + ".said").c_str());
+}
+
+// int, then `n` typedefs each of the one before, and a structure whose one
+// member has the last of them: the structure rests on the whole chain.
+ENC typedef_chain(uint32_t n) {
+  ENC t;
+  t.rec(116, ENC().uint(1).u8(6).u8(1).uint(32).uint(32).u8(0).u8(0));
+  for (uint32_t i = 0; i < n; i++)
+    t.rec(116, ENC().uint(i + 3).u8(14).str("t").uint(i ? i + 2 : 1).uint(32).uint(32).u8(0).u8(0).psn(0));
+  uint32_t s = n + 3;
+  t.rec(116, ENC().uint(s).u8(24).u8(0).str("S").u8(1).u8(0).uint(32).uint(32).u8(1).u8(0).u8(0).psn(0));
+  t.rec(116, ENC().uint(s).u8(254).u8(7));
+  t.rec(116, ENC().uint(s).u8(28).uint(1).str("m").uint(n + 2).u8(0).sint(0).u8(0).uint(0).u8(0).u8(0).u8(0).psn(0));
+  t.rec(116, ENC().uint(s).u8(255).u8(7));
+  // The function type the fixture's f has.
+  t.rec(116, ENC().uint(2).u8(20).uint(1).u8(0).u8(0).u8(0).u8(0));
+  t.rec(116, ENC().uint(2).u8(254).u8(0)).rec(116, ENC().uint(2).u8(255).u8(0));
+  return t.eof();
+}
+
+TEST_F(IcodeFailDeathTest, TypeChainsLongerThanThePackageCanFollowAreRefused) {
+  // The type package follows targets recursively: half a million typedefs
+  // of typedefs once overflowed its stack. A chain of the limit reads; one
+  // more, reached through a structure's member, is a broken record.
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH - 2)), &client));
+  EXPECT_READ_DIES(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH - 1)), kBadRecord);
+  EXPECT_READ_DIES(assemble(function_with(ENC()), typedef_chain(IF_MAX_TYPE_DEPTH)), kBadRecord);
+}
+
+TEST_F(IcodeFailDeathTest, BlocksNestedDeeperThanALexicalLevelHoldsAreRefused) {
+  // Scopes opened past what the scope stack held were once hung on its last
+  // entry, each appended by walking all the others: a file of nested blocks
+  // took time quadratic in their number (200000 blocks: minutes).
+  auto nested = [](int n) {
+    ENC body;
+    for (int i = 0; i < n; i++) body.rec(3, psn(0));
+    stmt(body, psn(0), T(ASG, 1, {name_node(0, 1, 1), icon_s(1, 1)}));
+    for (int i = 0; i < n; i++) body.rec(4, psn(0));
+    ENC types = basic_types();
+    return assemble(function_with(body), types.eof());
+  };
+  LOG_CLIENT client;
+  ASSERT_TRUE(read_file(nested(IF_MAX_BLOCK_NESTING), &client));
+  EXPECT_READ_DIES(nested(IF_MAX_BLOCK_NESTING + 1), kBadRecord);
 }
 
 TEST_F(IcodeFailTest, LengthWalkFindsForeignRecords) {

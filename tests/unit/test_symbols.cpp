@@ -118,3 +118,49 @@ TEST(Funinfo, ThousandsOfNamesEachFindTheirOwnRecord) {
 }
 
 }  // namespace
+
+namespace {
+
+std::vector<LS*> children_of(const LS* s) {
+  std::vector<LS*> v;
+  for (LS* c = s->first_child; c; c = c->next_sibling) v.push_back(c);
+  return v;
+}
+
+// Blocks are appended in order, each at once; a new function's scopes start
+// from nothing, whatever the last function left behind.
+TEST(Scopes, SiblingBlocksKeepTheirOrderFromFunctionToFunction) {
+  FUNINFO* saved = currfuninfo;
+  currfuninfo = nullptr;
+  reset_function_scopes();
+  LS* file = LS::open(nullptr, nullptr, 0);
+  LS* fa = LS::open(nullptr, nullptr, 0);
+  std::vector<LS*> blocks;
+  for (int i = 0; i < 3; i++) {
+    blocks.push_back(LS::open(nullptr, nullptr, 0));
+    LS* inner = LS::open(nullptr, nullptr, 0);
+    EXPECT_EQ(inner->parent, blocks.back());
+    LS::close(nullptr, nullptr, 0);
+    LS::close(nullptr, nullptr, 0);
+  }
+  EXPECT_EQ(children_of(fa), blocks);
+  EXPECT_EQ(fa->last_child, blocks.back());
+  EXPECT_EQ(children_of(file), std::vector<LS*>{fa});
+
+  LS::close(nullptr, nullptr, 0);
+  LS::close(nullptr, nullptr, 0);
+  reset_function_scopes();
+  EXPECT_EQ(LS::open(nullptr, nullptr, 0), file) << "the file level is one record";
+  LS* fb = LS::open(nullptr, nullptr, 0);
+  LS* b = LS::open(nullptr, nullptr, 0);
+  EXPECT_EQ(children_of(file), std::vector<LS*>{fb}) << "the last function's scopes are gone";
+  EXPECT_EQ(children_of(fb), std::vector<LS*>{b});
+  for (LS* x : blocks) EXPECT_EQ(x->next_sibling, x == blocks.back() ? nullptr : x->next_sibling);
+  LS::close(nullptr, nullptr, 0);
+  LS::close(nullptr, nullptr, 0);
+  LS::close(nullptr, nullptr, 0);
+  reset_function_scopes();
+  currfuninfo = saved;
+}
+
+}  // namespace

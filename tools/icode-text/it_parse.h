@@ -178,5 +178,6 @@ class IT_PARSER {
     latest_local_.clear();
   }
   int depth_ = 0;
+  uint32_t tree_depth_ = 0;  // trees open in parse_node
   uint32_t func_type_ = 0;
 };

@@ -308,7 +308,11 @@ std::unique_ptr<IT_NODE> READER::tree(const std::vector<RAW>& raws, size_t& i) {
     if (!kid) return nullptr;
     IT_NODE* k = kid.get();
     f.node->kids.push_back(std::move(kid));
-    if (operands) stack.push_back({k, operands});
+    if (operands) {
+      // Deeper than any reader takes: shown raw, and never walked recursively.
+      if (stack.size() >= IF_MAX_TREE_DEPTH) return nullptr;
+      stack.push_back({k, operands});
+    }
   }
   i = j;
   return root;

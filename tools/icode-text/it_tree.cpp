@@ -1,5 +1,6 @@
 // Trees in text: "(OP TYPE VALUE KEY=V... OPERAND...)", symbol references,
 // and the types the assembler gives a node whose text leaves it out.
+#include "icode/if_file.h"
 #include "tools/icode-text/it_parse.h"
 
 bool IT_PARSER::global_by_name(const std::string& name, int64_t& index, const IT_TOKEN& at, bool must) {
@@ -204,7 +205,11 @@ std::unique_ptr<IT_NODE> IT_PARSER::parse_node(CUR& c) {
       break;
     }
     if (c.punct("(")) {
+      // The parse recurses; the readers refuse such a tree anyway.
+      if (++tree_depth_ >= IF_MAX_TREE_DEPTH)
+        fail(c.peek(), "a tree deeper than " + std::to_string(IF_MAX_TREE_DEPTH) + " levels");
       n->kids.push_back(parse_node(c));
+      --tree_depth_;
       continue;
     }
     if (t.kind == TK_KEY) {
