@@ -92,8 +92,10 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   uint32_t va_units = 0;
   for (uint32_t i = nparams; i < nargs; ++i) va_units += cs.arg_units[i];
   uint32_t need = kFrameOverhead + fn->frame_units + va_units;
-  if (sp < heap_top + need) run_fail("stack overflow");
+  if (sp < heap_top + need + fn->frame_align - 1) run_fail("stack overflow");
+  uint32_t caller_sp = sp;
   uint32_t fp = sp - need;
+  fp -= fp % fn->frame_align;
   sp = fp;
 
   FRAME nf;
@@ -146,7 +148,7 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   frame = caller;
   for (uint32_t k = 0; k < nvars; ++k) run_mem.destroy(static_cast<uint32_t>(nf.prov[k] >> 32));
   run_mem.destroy(va_prov);
-  sp = fp + need;
+  sp = caller_sp;
   hpop(fn->nregs + nvars);
   return r;
 }

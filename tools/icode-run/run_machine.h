@@ -138,6 +138,7 @@ struct XFUNC {
   std::vector<XPARAM> params;
   uint32_t nregs = 0;
   uint32_t frame_units = 0;
+  uint32_t frame_align = 1;  // units; the frame starts at a multiple of it
   VK ret_vk = VK_VOID;
   uint32_t ret_units = 0;
   VAL addr = 0;  // the function as a pointer value
@@ -260,7 +261,8 @@ class RUN_MACHINE {
     texts.push_back(text);
     return texts.back().c_str();
   }
-  VAL static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly);
+  // A new object of static data at the next multiple of `align` units.
+  VAL static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly, uint32_t align = 1);
   VAL literal(NODE* scon);
 
  private:
@@ -278,6 +280,10 @@ class RUN_MACHINE {
 
 // The machine that runs now: the translated code reaches it through here.
 extern RUN_MACHINE* run_machine;
+
+// The heap hands out blocks at multiples of the largest alignment of a
+// basic type (int, long, float: two units).
+constexpr uint32_t kHeapAlign = 2;
 
 // Cost weights of the weighted count, per evaluation.
 constexpr uint16_t W_CONST = 0;

@@ -66,8 +66,11 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
       start->mk_icall("__va_start");
       return mk_ASG(ap, start);
     }
-    case clang::Builtin::BI__builtin_va_end:
-      return icon(0, tp->basic[TYPE_PKG::BT_INT]);
+    case clang::Builtin::BI__builtin_va_end: {
+      // Nothing to release, but the operand is evaluated: va_end(*p++)
+      // still steps p.
+      return va_list_object(u, call->getArg(0));
+    }
     case clang::Builtin::BI__builtin_va_copy: {
       NODE* dst = translate_expr(u, call->getArg(0)->IgnoreParenImpCasts());
       NODE* src = translate_expr(u, call->getArg(1));

@@ -101,6 +101,22 @@ struct REFUSAL {
 // An error of the program that only Rill's sizes reveal: "FILE:LINE:COL: error: WHAT".
 [[noreturn]] void program_error(const UNIT& u, const std::string& what, clang::SourceLocation loc);
 
+// Rill addresses 65536 units; an object must fit below that with room to spare.
+constexpr uint64_t kAddressUnits = 65536;
+constexpr uint64_t kLargestObjectUnits = kAddressUnits - 1;
+// A type whose size leaves the address space, thrown where the type is made
+// and reported where the object it belongs to is known (`what` names the
+// type until then).
+struct TOO_LARGE {
+  std::string what;
+  uint64_t units = 0;
+  clang::SourceLocation loc;
+};
+// "FILE:LINE:COL: error: WHAT is N units, more than fit in Rill's
+// 65536-unit address space".
+std::string too_large_message(const UNIT& u, const TOO_LARGE& t);
+[[noreturn]] void too_large(const UNIT& u, const std::string& what, uint64_t units, clang::SourceLocation loc);
+
 // ---- Source positions (c2i_symbols.cpp).
 PSN* make_psn(UNIT& u, clang::SourceLocation loc);
 
@@ -111,6 +127,9 @@ uint32_t size_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
 uint32_t align_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
 const RECORD_LAYOUT& record_layout(UNIT& u, const clang::RecordDecl* rd);
 const FIELD_PLACE& field_place(UNIT& u, const clang::FieldDecl* fd);
+// The alignment that aligned(N) or _Alignas asks of a declaration, in bits;
+// 0 when it asks none.
+uint32_t decl_align_bits(UNIT& u, const clang::Decl* d);
 TYPE* int_type(int basic);  // tp->basic[...]
 TYPE* size_type();
 TYPE* ptrdiff_type();

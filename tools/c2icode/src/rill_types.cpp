@@ -3,6 +3,8 @@
 // 32-bit int, long, long long and floating types, 16-bit pointers).
 #include <clang/AST/Type.h>
 
+#include <algorithm>
+
 #include "c2i_unit.h"
 
 namespace c2i {
@@ -104,7 +106,8 @@ TYPE* rill_unqualified(UNIT& u, clang::QualType t, clang::SourceLocation where) 
       TYPE* elem = rill_type(u, at->getElementType(), where);
       uint64_t count = at->getSize().getZExtValue();
       uint64_t bits = count * elem->size;
-      if (bits > 0xffffu * kUnitBits) refuse(u, "object larger than the address space", where);
+      if (bits > kLargestObjectUnits * kUnitBits)
+        throw TOO_LARGE{"an array of type '" + t.getAsString() + "'", bits / kUnitBits, where};
       r = tp->mk_array(elem, static_cast<uint32_t>(count), static_cast<uint32_t>(bits), elem->align,
                        false, true);
       break;
@@ -155,7 +158,12 @@ uint32_t align_bits(UNIT& u, clang::QualType t, clang::SourceLocation where) {
   clang::QualType c = t.getCanonicalType();
   if (c->isVoidType() || c->isFunctionType()) return kUnitBits;
   TYPE* r = rill_unqualified(u, c, where);
-  return r->align ? r->align : kUnitBits;
+  uint32_t a = r->align ? r->align : kUnitBits;
+  // A typedef may raise the alignment of the type it names.
+  for (const clang::TypedefType* td = t->getAs<clang::TypedefType>(); td;
+       td = td->getDecl()->getUnderlyingType()->getAs<clang::TypedefType>())
+    a = std::max(a, decl_align_bits(u, td->getDecl()));
+  return a;
 }
 
 TYPE* int_type(int basic) { return tp->basic[basic]; }
