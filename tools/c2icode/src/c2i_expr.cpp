@@ -53,7 +53,7 @@ NODE* decl_ref(UNIT& u, const clang::DeclRefExpr* e) {
       if (it == u.fn->vars.end()) refuse(u, "reference to an unknown local", e->getExprLoc());
       return name_node(it->second);
     }
-    return name_node(global_symbol(u, v));
+    return flex_head(u, name_node(global_symbol(u, v)), type_of(u, e));
   }
   if (llvm::isa<clang::FunctionDecl>(d)) return name_node(global_symbol(u, d));
   refuse(u, "reference to '" + d->getName().str() + "'", e->getExprLoc());

@@ -139,6 +139,9 @@ SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d) {
       const clang::VarDecl* with_init = nullptr;
       if (v->getAnyInitializer(with_init) && with_init) init_decl = with_init;
     }
+    if (init_decl)
+      if (uint64_t bits = flex_object_bits(u, v->getType(), init_decl->getInit(), v->getLocation()))
+        type = flex_object_type(u, v->getType(), bits, name, v->getLocation());
     if (v->getTLSKind() != clang::VarDecl::TLS_None) refuse(u, "thread-local variable", v->getLocation());
   }
   if (u.global_names.count(name) && sclass == SC_STATIC) name = unique_global_name(u, name);

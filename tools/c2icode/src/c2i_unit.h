@@ -89,6 +89,7 @@ struct UNIT {
   std::map<SYMTAB*, const clang::Expr*> init_exprs;
   std::map<SYMTAB*, const clang::VarDecl*> init_decls;
   std::set<std::string> global_names;
+  std::map<TYPE*, fkMDATA*> flex_heads;  // objects grown for a flexible member: their `head`
 
   UNIT(clang::ASTContext& c, clang::SourceManager& s) : ctx(c), sm(s) {}
 };
@@ -203,9 +204,25 @@ void translate_function(UNIT& u, const clang::FunctionDecl* fd);
 
 // ---- Initialisers (c2i_init.cpp, c2i_local_init.cpp).
 // The trees of a static object's initialiser, in address order, ending in
-// ENDINIT; none when the object is all zero.
+// ENDINIT; none when the object is all zero. `object_bits` is the size of
+// the object, which a flexible member may make larger than its type.
 std::vector<NODE*> global_init_trees(UNIT& u, clang::QualType type, const clang::Expr* init,
-                                     clang::SourceLocation loc);
+                                     clang::SourceLocation loc, uint32_t object_bits);
+
+// ---- Flexible array members (c2i_flex.cpp).
+// The type an array member really has once `init` fills it: `declared`
+// itself unless that is `T[]` and the initialiser gives a count.
+clang::QualType flex_filled_type(UNIT& u, clang::QualType declared, const clang::Expr* init);
+// The bits an object of structure `type` needs for `init` when that fills
+// its flexible member past the structure's size; 0 otherwise.
+uint64_t flex_object_bits(UNIT& u, clang::QualType type, const clang::Expr* init, clang::SourceLocation loc);
+// The type of such an object: a structure of `bits` (rounded to the
+// alignment) whose member `head` has the declared type.
+TYPE* flex_object_type(UNIT& u, clang::QualType type, uint64_t bits, const std::string& name,
+                       clang::SourceLocation loc);
+// `object` (a NAME) as the declared structure: its head when it is such an
+// object, else itself.
+NODE* flex_head(UNIT& u, NODE* object, TYPE* declared);
 // Statements that give the object `target` (a NAME) its initial value.
 void init_lvalue(UNIT& u, NODE* target, clang::QualType type, const clang::Expr* init,
                  clang::SourceLocation loc);
