@@ -84,7 +84,7 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   uint32_t nargs = static_cast<uint32_t>(cs.arg_vk.size());
   if (!fn->body) {
     if (!fn->builtin) run_fail("call of undefined function %s", fn->name);
-    LIBCALL c{*this, fn, cs, args, nargs};
+    LIBCALL c{*this, fn, cs, args, nargs, ret_slot};
     return fn->builtin(c);
   }
   uint32_t nparams = static_cast<uint32_t>(fn->params.size());
@@ -146,6 +146,7 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   frame = &nf;
   VAL r = exec(&nf);
   frame = caller;
+  for (const ALLOCA_BLOCK& b : nf.allocas) run_mem.destroy(b.prov);
   for (uint32_t k = 0; k < nvars; ++k) run_mem.destroy(static_cast<uint32_t>(nf.prov[k] >> 32));
   run_mem.destroy(va_prov);
   sp = caller_sp;

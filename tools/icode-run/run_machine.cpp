@@ -264,6 +264,9 @@ RUN_STATS RUN_MACHINE::stats() const {
   }
   s.library_work = lib_work;
   s.cost += lib_work * W_LIB_UNIT;
+  // A comparison function that qsort or bsearch calls: a call of two arguments.
+  s.calls += lib_calls;
+  s.cost += lib_calls * (W_CALL + 2 * W_ARG);
   return s;
 }
 

@@ -124,6 +124,7 @@ struct LIBCALL {
   const CALLSITE& cs;
   const VAL* args;
   uint32_t nargs;
+  VAL ret_slot;  // where a structure result goes
 };
 typedef VAL (*BUILTIN_FN)(LIBCALL& c);
 
@@ -152,6 +153,13 @@ struct CALLSITE {
   int32_t ret_var = -1;    // caller's temporary for a structure result
 };
 
+// A block alloca gave the frame: it lives until the call returns or a
+// stack restore gives its units back.
+struct ALLOCA_BLOCK {
+  uint32_t base = 0;
+  uint32_t prov = 0;
+};
+
 struct FRAME {
   VAL* regs = nullptr;
   VAL* prov = nullptr;  // per memory variable: provenance, shifted into the high word
@@ -159,6 +167,7 @@ struct FRAME {
   XFUNC* fn = nullptr;
   VAL ret_slot = 0;     // where a structure result goes
   VAL va = 0;           // the variable-argument area
+  std::vector<ALLOCA_BLOCK> allocas;  // newest last, lowest address last
 };
 
 struct RUN_OPTIONS {
@@ -233,7 +242,8 @@ class RUN_MACHINE {
 
   RUN_OPTIONS opts;
   uint64_t steps = 0;
-  uint64_t lib_work = 0;  // units processed by the library
+  uint64_t lib_work = 0;   // units processed by the library
+  uint64_t lib_calls = 0;  // calls the library made of the program's functions (qsort's comparisons)
   FRAME* frame = nullptr;
   uint32_t sp = ADDRESS_UNITS;  // lowest unit of the stack
   uint32_t next_static = 0;     // next free unit for static objects

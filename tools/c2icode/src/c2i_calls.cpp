@@ -114,10 +114,14 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
   if (u.ctx.BuiltinInfo.isPredefinedLibFunction(id) || name.rfind("__builtin_", 0) == 0) {
     static const char* const kLibrary[] = {
         "printf", "sprintf", "snprintf", "vprintf", "vsprintf", "vsnprintf", "putchar", "puts",
-        "abort", "exit", "malloc", "calloc", "free", "memcpy", "memmove", "memset", "memcmp",
-        "strlen", "strcmp", "strcpy", "strncpy", "abs", "labs", "sqrt", "sqrtf", "sin", "sinf",
-        "cos", "cosf", "tan", "tanf", "exp", "expf", "log", "logf", "pow", "powf", "fabs", "fabsf",
-        "floor", "floorf", "ceil", "ceilf", "fmod", "fmodf", "atan", "atanf", "atan2", "atan2f"};
+        "fprintf", "vfprintf", "fputs", "fputc", "putc", "fwrite", "fflush", "abort", "exit",
+        "malloc", "calloc", "realloc", "free", "alloca", "memcpy", "memmove", "memset", "memcmp",
+        "memchr", "strlen", "strcmp", "strncmp", "strcpy", "strncpy", "strcat", "strncat", "strchr",
+        "strrchr", "strstr", "strpbrk", "strspn", "strcspn", "abs", "labs", "llabs", "sqrt", "sqrtf",
+        "sin", "sinf", "cos", "cosf", "tan", "tanf", "exp", "expf", "log", "logf", "pow", "powf",
+        "fabs", "fabsf", "floor", "floorf", "ceil", "ceilf", "fmod", "fmodf", "atan", "atanf",
+        "atan2", "atan2f", "isalnum", "isalpha", "isblank", "iscntrl", "isdigit", "isgraph",
+        "islower", "isprint", "ispunct", "isspace", "isupper", "isxdigit", "tolower", "toupper"};
     for (const char* lib : kLibrary)
       if (plain == lib) return library_call(u, call, plain);
   }
