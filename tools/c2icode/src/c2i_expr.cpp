@@ -278,6 +278,8 @@ NODE* binary(UNIT& u, const clang::BinaryOperator* e) {
   const Expr* lhs = e->getLHS();
   const Expr* rhs = e->getRHS();
   TYPE* t = rvalue_type(u, e);
+  if ((k == BO_Comma || k == BO_LAnd || k == BO_LOr) && u.fn && contains_stmt_expr(rhs))
+    return translate_sequenced(u, e);
   if (k == BO_Comma) {
     NODE* l = translate_expr(u, lhs);
     NODE* r = translate_expr(u, rhs);
@@ -313,6 +315,8 @@ NODE* binary(UNIT& u, const clang::BinaryOperator* e) {
 }
 
 NODE* conditional(UNIT& u, const clang::ConditionalOperator* e) {
+  if (u.fn && (contains_stmt_expr(e->getTrueExpr()) || contains_stmt_expr(e->getFalseExpr())))
+    return translate_sequenced(u, e);
   NODE* c = translate_expr(u, e->getCond());
   if (e->getType()->isRecordType()) {
     TYPE* st = rvalue_type(u, e);
@@ -329,6 +333,7 @@ NODE* conditional(UNIT& u, const clang::ConditionalOperator* e) {
 
 NODE* binary_conditional(UNIT& u, const clang::BinaryConditionalOperator* e) {
   if (e->getType()->isRecordType()) refuse(u, "'?:' without a middle operand on structures", e->getExprLoc());
+  if (u.fn && contains_stmt_expr(e->getFalseExpr())) return translate_sequenced(u, e);
   NODE* common = translate_expr(u, e->getCommon());
   SYMTAB* t = temp_symbol(u, common->type);
   u.opaque[e->getOpaqueValue()] = t;
@@ -368,6 +373,14 @@ NODE* compound_literal(UNIT& u, const clang::CompoundLiteralExpr* e) {
   // The object is filled where the literal stands, then named.
   size_t mark = u.fn->items.size();
   init_lvalue(u, name_node(obj), e->getType(), e->getInitializer(), e->getExprLoc());
+  // A statement expression in the initialiser leaves branches and labels,
+  // and the statements stay where they are then: that is a place where
+  // the whole expression runs (see translate_sequenced).
+  for (size_t i = mark; i < u.fn->items.size(); ++i) {
+    const BODY_ITEM& it = u.fn->items[i];
+    if (it.kind != BODY_ITEM::EXPR || !it.tree || it.tree->op == BRANCH || it.tree->op == CBRANCH)
+      return name_node(obj);
+  }
   for (size_t i = mark; i < u.fn->items.size(); ++i) sets.push_back(u.fn->items[i].tree);
   u.fn->items.resize(mark);
   TYPE* pt = pointer_to(strip_quals(t));
@@ -480,7 +493,7 @@ NODE* translate_expr(UNIT& u, const clang::Expr* e) {
     case Stmt::VAArgExprClass:
       return translate_va_arg(u, cast<VAArgExpr>(e));
     case Stmt::StmtExprClass:
-      refuse(u, "statement expression", e->getExprLoc());
+      return translate_stmt_expr(u, cast<StmtExpr>(e));
     case Stmt::AddrLabelExprClass:
       refuse(u, "address of a label", e->getExprLoc());
     case Stmt::AtomicExprClass:

@@ -14,10 +14,6 @@ namespace {
 
 TYPE* void_type() { return tp->basic[TYPE_PKG::BT_VOID]; }
 
-NODE* branch_to(uint32_t label) { return tree(BRANCH, label_node(label), nullptr, void_type()); }
-
-NODE* cbranch(NODE* cond, uint32_t label) { return tree(CBRANCH, cond, label_node(label), void_type()); }
-
 bool constant_truth(UNIT& u, const clang::Expr* e, bool& value) {
   CVALUE v;
   if (!eval_const(u, e, v) || v.kind != CVALUE::INT) return false;
@@ -62,12 +58,6 @@ bool declares_objects(const clang::CompoundStmt* cs) {
   return false;
 }
 
-void compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block) {
-  bool block = as_block && declares_objects(cs);
-  if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
-  for (const clang::Stmt* s : cs->body()) translate_stmt(u, s);
-  if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
-}
 
 void loop_body(UNIT& u, const clang::Stmt* body, uint32_t brk, uint32_t cont) {
   u.fn->breaks.push_back(brk);
@@ -201,6 +191,17 @@ uint32_t label_of(UNIT& u, const clang::LabelDecl* d) {
 
 }  // namespace
 
+NODE* branch_to(uint32_t label) { return tree(BRANCH, label_node(label), nullptr, void_type()); }
+
+NODE* cbranch(NODE* cond, uint32_t label) { return tree(CBRANCH, cond, label_node(label), void_type()); }
+
+void translate_compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block) {
+  bool block = as_block && declares_objects(cs);
+  if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
+  for (const clang::Stmt* s : cs->body()) translate_stmt(u, s);
+  if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
+}
+
 void emit(UNIT& u, NODE* t, clang::SourceLocation loc) {
   u.fn->items.push_back({BODY_ITEM::EXPR, t, make_psn(u, loc), 0});
 }
@@ -214,7 +215,7 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
   if (!s) return;
   switch (s->getStmtClass()) {
     case Stmt::CompoundStmtClass:
-      compound(u, cast<CompoundStmt>(s), true);
+      translate_compound(u, cast<CompoundStmt>(s), true);
       return;
     case Stmt::DeclStmtClass:
       declaration(u, cast<DeclStmt>(s));

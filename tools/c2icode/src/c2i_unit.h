@@ -195,11 +195,28 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
 NODE* translate_va_arg(UNIT& u, const clang::VAArgExpr* e);
 uint32_t elem_units(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
 
+// ---- GNU statement expressions (c2i_stmt_expr.cpp).
+// Whether `s` holds a statement expression, which must then run where C
+// evaluates it: the operators that decide whether or when an operand runs
+// (&&, ||, ?:, the comma) become branches around it.
+bool contains_stmt_expr(const clang::Stmt* s);
+// ({ s1; ... e; }): the statements go out where the expression stands, the
+// value stays in a temporary, which is the tree returned.
+NODE* translate_stmt_expr(UNIT& u, const clang::StmtExpr* e);
+// a && b, a || b, c ? x : y, a ?: b and a, b, with a statement expression in
+// an operand that does not always run, or runs after another: as branches
+// ahead of the statement, the value in a temporary.
+NODE* translate_sequenced(UNIT& u, const clang::Expr* e);
+
 // ---- Statements and functions (c2i_stmt.cpp, c2i_func.cpp).
 void emit(UNIT& u, NODE* tree, clang::SourceLocation loc);
 void emit_label(UNIT& u, uint32_t label);
 uint32_t new_label(UNIT& u);
 void translate_stmt(UNIT& u, const clang::Stmt* s);
+// A compound statement, with block records when it declares objects.
+void translate_compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block);
+NODE* branch_to(uint32_t label);
+NODE* cbranch(NODE* cond, uint32_t label);
 void translate_function(UNIT& u, const clang::FunctionDecl* fd);
 
 // ---- Initialisers (c2i_init.cpp, c2i_local_init.cpp).
