@@ -34,16 +34,21 @@ void declaration(UNIT& u, const clang::DeclStmt* ds) {
     }
     const auto* vd = llvm::dyn_cast<clang::VarDecl>(d);
     if (!vd) {
+      // A typedef of a variable-length array takes its counts here.
       if (const auto* td = llvm::dyn_cast<clang::TypedefNameDecl>(d))
         if (td->getUnderlyingType()->isVariablyModifiedType())
-          refuse(u, "variable-length array", td->getLocation());
+          evaluate_vla_counts(u, td->getUnderlyingType(), td->getLocation());
       continue;
     }
-    if (vd->getType()->isVariablyModifiedType()) refuse(u, "variable-length array", vd->getLocation());
     if (vd->hasGlobalStorage() || vd->hasExternalStorage()) {
       global_symbol(u, vd);
       continue;
     }
+    if (is_vla_object(vd)) {
+      declare_vla(u, vd);
+      continue;
+    }
+    if (vd->getType()->isVariablyModifiedType()) evaluate_vla_counts(u, vd->getType(), vd->getLocation());
     SYMTAB* s = local_symbol(u, vd);
     if (vd->getInit()) init_lvalue(u, name_node(s), vd->getType(), vd->getInit(), vd->getLocation());
   }
@@ -62,9 +67,13 @@ bool declares_objects(const clang::CompoundStmt* cs) {
 void loop_body(UNIT& u, const clang::Stmt* body, uint32_t brk, uint32_t cont) {
   u.fn->breaks.push_back(brk);
   u.fn->continues.push_back(cont);
+  u.fn->break_depths.push_back(vla_depth(u));
+  u.fn->continue_depths.push_back(vla_depth(u));
   translate_stmt(u, body);
   u.fn->breaks.pop_back();
   u.fn->continues.pop_back();
+  u.fn->break_depths.pop_back();
+  u.fn->continue_depths.pop_back();
 }
 
 // Branches to `label` when `cond` is false; nothing when it is always true.
@@ -115,6 +124,7 @@ void do_stmt(UNIT& u, const clang::DoStmt* s) {
 void for_stmt(UNIT& u, const clang::ForStmt* s) {
   bool block = s->getInit() && llvm::isa<clang::DeclStmt>(s->getInit());
   if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, s->getBeginLoc()), 0});
+  size_t depth = vla_depth(u);
   if (s->getInit()) translate_stmt(u, s->getInit());
   uint32_t top = new_label(u), cont = new_label(u), brk = new_label(u);
   emit_label(u, top);
@@ -124,6 +134,7 @@ void for_stmt(UNIT& u, const clang::ForStmt* s) {
   if (s->getInc()) emit(u, translate_expr(u, s->getInc()), s->getInc()->getBeginLoc());
   emit(u, branch_to(top), s->getEndLoc());
   emit_label(u, brk);
+  vla_leave(u, depth, s->getEndLoc());
   if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, s->getEndLoc()), 0});
 }
 
@@ -137,8 +148,10 @@ void switch_stmt(UNIT& u, const clang::SwitchStmt* s) {
   emit(u, nullptr, s->getBeginLoc());
   u.fn->switches.push_back(&state);
   u.fn->breaks.push_back(brk);
+  u.fn->break_depths.push_back(vla_depth(u));
   translate_stmt(u, s->getBody());
   u.fn->breaks.pop_back();
+  u.fn->break_depths.pop_back();
   u.fn->switches.pop_back();
   emit_label(u, brk);
   // The case list: COMMA(CASE(v1, L1), COMMA(CASE(v2, L2), DEFAULT(Ld))).
@@ -198,7 +211,9 @@ NODE* cbranch(NODE* cond, uint32_t label) { return tree(CBRANCH, cond, label_nod
 void translate_compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block) {
   bool block = as_block && declares_objects(cs);
   if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
+  size_t depth = vla_depth(u);
   for (const clang::Stmt* s : cs->body()) translate_stmt(u, s);
+  vla_leave(u, depth, cs->getRBracLoc());
   if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
 }
 
@@ -250,10 +265,12 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
     }
     case Stmt::BreakStmtClass:
       if (u.fn->breaks.empty()) refuse(u, "break outside a loop or switch", s->getBeginLoc());
+      vla_release(u, u.fn->break_depths.back(), s->getBeginLoc());
       emit(u, branch_to(u.fn->breaks.back()), s->getBeginLoc());
       return;
     case Stmt::ContinueStmtClass:
       if (u.fn->continues.empty()) refuse(u, "continue outside a loop", s->getBeginLoc());
+      vla_release(u, u.fn->continue_depths.back(), s->getBeginLoc());
       emit(u, branch_to(u.fn->continues.back()), s->getBeginLoc());
       return;
     case Stmt::ReturnStmtClass:
@@ -261,13 +278,18 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
       return;
     case Stmt::LabelStmtClass: {
       const auto* ls = cast<LabelStmt>(s);
-      emit_label(u, label_of(u, ls->getDecl()));
+      uint32_t label = label_of(u, ls->getDecl());
+      vla_note_label(u, label);
+      emit_label(u, label);
       translate_stmt(u, ls->getSubStmt());
       return;
     }
-    case Stmt::GotoStmtClass:
-      emit(u, branch_to(label_of(u, cast<GotoStmt>(s)->getLabel())), s->getBeginLoc());
+    case Stmt::GotoStmtClass: {
+      uint32_t label = label_of(u, cast<GotoStmt>(s)->getLabel());
+      vla_note_goto(u, label, s->getBeginLoc());
+      emit(u, branch_to(label), s->getBeginLoc());
       return;
+    }
     case Stmt::AttributedStmtClass:
       translate_stmt(u, cast<AttributedStmt>(s)->getSubStmt());
       return;

@@ -64,11 +64,13 @@ NODE* translate_stmt_expr(UNIT& u, const clang::StmtExpr* e) {
       for (const clang::Decl* d : ds->decls())
         if (const auto* vd = llvm::dyn_cast<clang::VarDecl>(d)) block = block || vd->hasLocalStorage();
   if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
+  size_t depth = vla_depth(u);
   for (const clang::Stmt* s : cs->body())
     if (s != last) translate_stmt(u, s);
   TYPE* type = rill_unqualified(u, e->getType(), e->getExprLoc());
   NODE* v = value->getType()->isRecordType() ? struct_lvalue(u, value) : convert(translate_expr(u, value), type);
   NODE* result = keep(u, v, type, value->getExprLoc());
+  vla_leave(u, depth, cs->getRBracLoc());
   if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
   return result;
 }

@@ -176,7 +176,8 @@ SYMTAB* local_symbol(UNIT& u, const clang::VarDecl* d) {
   auto it = u.fn->vars.find(d);
   if (it != u.fn->vars.end()) return it->second;
   check_attributes(u, d);
-  SYMTAB* s = new_symbol(d->getName().str(), object_type(u, d), SC_LOCAL, make_psn(u, d->getLocation()));
+  TYPE* type = is_vla_object(d) ? vla_object_type(u, d) : object_type(u, d);
+  SYMTAB* s = new_symbol(d->getName().str(), type, SC_LOCAL, make_psn(u, d->getLocation()));
   align_variable(u, s, d);
   s->lex_level = 2;
   u.fn->locals.push_back(s);

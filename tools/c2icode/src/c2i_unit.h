@@ -69,6 +69,19 @@ struct FUNC {
   std::vector<SWITCH_STATE*> switches;
   uint32_t next_label = 1;
   int temp_count = 0;
+  // Variable-length arrays (c2i_vla.cpp): the counts taken of each array
+  // type, the stack marks of the VLAs in scope (oldest first), the marks
+  // in scope at each label, and each goto taken from inside a VLA's scope.
+  std::map<const clang::VariableArrayType*, SYMTAB*> vla_counts;
+  std::vector<SYMTAB*> vla_marks;
+  std::vector<size_t> break_depths, continue_depths;  // VLA marks in scope at each loop or switch
+  std::map<uint32_t, std::vector<SYMTAB*>> label_marks;
+  struct GOTO_MARKS {
+    size_t item;  // the statement before the jump that may restore the stack
+    uint32_t label;
+    std::vector<SYMTAB*> marks;
+  };
+  std::vector<GOTO_MARKS> goto_marks;
 };
 
 struct UNIT {
@@ -194,6 +207,33 @@ NODE* translate_call(UNIT& u, const clang::CallExpr* call);
 NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool& handled);
 NODE* translate_va_arg(UNIT& u, const clang::VAArgExpr* e);
 uint32_t elem_units(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
+
+// ---- Variable-length arrays (c2i_vla.cpp).
+// The size of a type in units as a size_t tree: a constant, or the product
+// of the counts its variable-length arrays were given.
+NODE* size_units_tree(UNIT& u, clang::QualType t, clang::SourceLocation loc);
+// The units one step of a pointer (or decayed array) moves, as a tree.
+NODE* elem_size_tree(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
+bool is_vla_object(const clang::VarDecl* d);
+// Takes the counts of the variable-length arrays that a declared type
+// spells out, into the temporaries later sizes use.
+void evaluate_vla_counts(UNIT& u, clang::QualType t, clang::SourceLocation loc);
+// The declaration of a VLA object: its counts, the stack mark, the storage.
+void declare_vla(UNIT& u, const clang::VarDecl* d);
+// The local that points to a VLA object's storage has this type.
+TYPE* vla_object_type(UNIT& u, const clang::VarDecl* d);
+// The VLA object itself, *a.
+NODE* vla_object(UNIT& u, const clang::VarDecl* d, SYMTAB* a);
+// Scopes: how many VLAs are in scope; leaving a scope entered at `depth`
+// restores the stack (release: without forgetting the VLAs, for a jump).
+size_t vla_depth(UNIT& u);
+void vla_release(UNIT& u, size_t depth, clang::SourceLocation loc);
+void vla_leave(UNIT& u, size_t depth, clang::SourceLocation loc);
+// gotos: the VLAs in scope at a label and at a jump; at the end of the
+// function each jump restores what it leaves behind.
+void vla_note_label(UNIT& u, uint32_t label);
+void vla_note_goto(UNIT& u, uint32_t label, clang::SourceLocation loc);
+void vla_patch_gotos(UNIT& u);
 
 // ---- GNU statement expressions (c2i_stmt_expr.cpp).
 // Whether `s` holds a statement expression, which must then run where C

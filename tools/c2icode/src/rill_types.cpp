@@ -117,8 +117,12 @@ TYPE* rill_unqualified(UNIT& u, clang::QualType t, clang::SourceLocation where) 
       r = tp->mk_array(elem, 0, 0, elem->align, false, false);
       break;
     }
-    case clang::Type::VariableArray:
-      refuse(u, "variable-length array", where);
+    case clang::Type::VariableArray: {
+      // Its size lives in the trees (size_units_tree); the type has none.
+      TYPE* elem = rill_type(u, llvm::cast<clang::VariableArrayType>(c)->getElementType(), where);
+      r = tp->mk_array(elem, 0, 0, elem->align, false, false);
+      break;
+    }
     case clang::Type::FunctionProto:
     case clang::Type::FunctionNoProto:
       r = function_type(u, llvm::cast<clang::FunctionType>(c), where);
@@ -151,6 +155,7 @@ uint32_t size_bits(UNIT& u, clang::QualType t, clang::SourceLocation where) {
   // GNU C: void and functions have size 1.
   if (c->isVoidType() || c->isFunctionType()) return kUnitBits;
   if (c->isIncompleteType()) refuse(u, "size of an incomplete type", where);
+  if (c->isVariablyModifiedType() && c->isArrayType()) refuse(u, "constant size of a variable-length array", where);
   return rill_unqualified(u, c, where)->size;
 }
 
