@@ -98,8 +98,28 @@ void if_stmt(UNIT& u, const clang::IfStmt* s) {
   }
 }
 
+// Loops have their test at the bottom, behind a copy of it that guards the
+// way in, the shape zopt gives loops itself: a loop whose body is one block
+// is one block that branches to itself, whichever program wrote it.
+// A test that holds a statement expression is not copied (its statements
+// and labels would be there twice); that loop keeps its test at the top.
+bool test_at_bottom(UNIT& u, const clang::Expr* cond) {
+  bool value;
+  return cond && !contains_stmt_expr(cond) && !(constant_truth(u, cond, value) && value);
+}
+
 void while_stmt(UNIT& u, const clang::WhileStmt* s) {
   uint32_t top = new_label(u), brk = new_label(u);
+  if (test_at_bottom(u, s->getCond())) {
+    uint32_t test = new_label(u);
+    branch_unless(u, s->getCond(), brk);
+    emit_label(u, top);
+    loop_body(u, s->getBody(), brk, test);
+    emit_label(u, test);
+    emit(u, cbranch(condition(u, s->getCond(), false), top), s->getCond()->getBeginLoc());
+    emit_label(u, brk);
+    return;
+  }
   emit_label(u, top);
   branch_unless(u, s->getCond(), brk);
   loop_body(u, s->getBody(), brk, top);
@@ -127,12 +147,15 @@ void for_stmt(UNIT& u, const clang::ForStmt* s) {
   size_t depth = vla_depth(u);
   if (s->getInit()) translate_stmt(u, s->getInit());
   uint32_t top = new_label(u), cont = new_label(u), brk = new_label(u);
+  bool bottom = test_at_bottom(u, s->getCond());
+  if (bottom) branch_unless(u, s->getCond(), brk);
   emit_label(u, top);
-  if (s->getCond()) branch_unless(u, s->getCond(), brk);
+  if (s->getCond() && !bottom) branch_unless(u, s->getCond(), brk);
   loop_body(u, s->getBody(), brk, cont);
   emit_label(u, cont);
   if (s->getInc()) emit(u, translate_expr(u, s->getInc()), s->getInc()->getBeginLoc());
-  emit(u, branch_to(top), s->getEndLoc());
+  if (bottom) emit(u, cbranch(condition(u, s->getCond(), false), top), s->getCond()->getBeginLoc());
+  else emit(u, branch_to(top), s->getEndLoc());
   emit_label(u, brk);
   vla_leave(u, depth, s->getEndLoc());
   if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, s->getEndLoc()), 0});
