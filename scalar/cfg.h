@@ -154,6 +154,8 @@ void validate_cfg(struct CHECK_REPORT& report);
 // A block that loops on itself and does nothing but step a counter and
 // store constants runs once, with the final values; true when it did.
 bool remove_empty_loop(BBLK* bb);
+// Whether remove_empty_loop would take the loop of `bb` away; changes nothing.
+bool empty_loop_is_removable(BBLK* bb);
 // Counts of the last validate_cfg.
 extern int cfg_errors_corrected;
 extern int cfg_errors_uncorrected;

@@ -257,29 +257,19 @@ bool simulate(const EMPTY_LOOP& el, const INT65& x0, INT65& final_value) {
   return false;
 }
 
-LIST* append_cell(LIST**& tail, NODE* tree, PSN* psn) {
-  LIST* cell = mkelist(tree, nullptr, psn);
-  *tail = cell;
-  tail = &cell->next;
-  return cell;
-}
-
-}  // namespace
-
-bool remove_empty_loop(BBLK* bb) {
+// The loop of `bb` and its counter's final value, when the loop can go:
+// what remove_empty_loop needs before it changes anything.
+bool analyse(BBLK* bb, EMPTY_LOOP& el, FINAL& f, bool& again_when_true) {
   if (!bb || bb->pinned) return false;
   NODE* bi = last_stmt(bb);
   if (!bi || bi->op != IF) return false;
   BBLK* on_true = if_target(bi, true);
   BBLK* on_false = if_target(bi, false);
   if (on_true == on_false || (on_true != bb && on_false != bb)) return false;
-  bool again_when_true = on_true == bb;
-  EMPTY_LOOP el;
+  again_when_true = on_true == bb;
   if (!read_loop_test(bi->left, again_when_true, el.test)) return false;
   if (!block_is_essentially_empty(bb, el)) return false;
   const TYPE* t = el.test.x->type;
-
-  FINAL f;
   bool known = closed_form(el, f);
   INT65 x0;
   if (entry_value(bb, el.test.x, x0)) {
@@ -294,7 +284,31 @@ bool remove_empty_loop(BBLK* bb) {
       f.value = again(el, first) ? f.value : first;
     }
   }
-  if (!known) return false;
+  return known;
+}
+
+LIST* append_cell(LIST**& tail, NODE* tree, PSN* psn) {
+  LIST* cell = mkelist(tree, nullptr, psn);
+  *tail = cell;
+  tail = &cell->next;
+  return cell;
+}
+
+}  // namespace
+
+bool empty_loop_is_removable(BBLK* bb) {
+  EMPTY_LOOP el;
+  FINAL f;
+  bool again_when_true;
+  return analyse(bb, el, f, again_when_true);
+}
+
+bool remove_empty_loop(BBLK* bb) {
+  EMPTY_LOOP el;
+  FINAL f;
+  bool again_when_true;
+  if (!analyse(bb, el, f, again_when_true)) return false;
+  NODE* bi = last_stmt(bb);
 
   if (print_debug && fdebug) fprintf(fdebug, "\t\tThe loop [%d] is essentially empty.\n", bb->dfn);
   LIST* last = last_cell(bb);

@@ -203,14 +203,26 @@ NODE* fputs_for_effect(NODE* t) {
   return t;
 }
 
-}  // namespace
-
-NODE* simp_call_for_effect(NODE* t) {
+NODE* one_call_for_effect(NODE* t) {
   if (!t || t->op != CALL) return t;
   if (library_callee(t, "printf")) return printf_for_effect(t);
   if (library_callee(t, "fprintf")) return fprintf_for_effect(t);
   if (library_callee(t, "puts")) return puts_for_effect(t);
   if (library_callee(t, "fputs")) return fputs_for_effect(t);
+  return t;
+}
+
+}  // namespace
+
+// A rewrite may give a call another rule takes up (printf("%s\n", "")
+// becomes puts(""), which is putchar('\n')): the rules run until the
+// routine stays, so that a reading of the output finds nothing left to do.
+NODE* simp_call_for_effect(NODE* t) {
+  for (int round = 0; round < 4 && t && t->op == CALL; ++round) {
+    SYMTAB* before = get_callee_for_call(t);
+    t = one_call_for_effect(t);
+    if (!t || t->op != CALL || get_callee_for_call(t) == before) break;
+  }
   return t;
 }
 

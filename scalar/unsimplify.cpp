@@ -16,6 +16,7 @@
 #include "ir/symbol.h"
 #include "scalar/cfg.h"
 #include "scalar/simp_internal.h"
+#include "scalar/simpcfg_rules.h"
 
 namespace simp {
 
@@ -305,6 +306,59 @@ NODE** find_sole_use(SYMTAB* sym, NODE** slot) {
   return count == 1 ? found : nullptr;
 }
 
+namespace {
+
+// The statements of `bb` from `from` up to `stop` (not included).
+void unsimp_statements(BBLK* bb, LIST* from, LIST* stop, NameCounts& refs, bool moves) {
+  for (LIST* l = from; l != stop; l = l->next) {
+    if (!l->tree) continue;
+    if (bb == cfg.bb_list && l == bb->statements && tree_is_arg_prolog(l->tree)) {
+      l->tree = drop_unused_prolog_copies(l->tree, refs);
+      continue;
+    }
+    // A call standing as a statement: nobody reads its value.
+    if (l->tree->op == CALL) {
+      l->tree = simp_call_for_effect(l->tree);
+      if (!l->tree) continue;
+    }
+    if (moves && move_into_sole_use(bb, l, refs)) continue;
+    l->tree = unsimp_tree(l->tree);
+  }
+}
+
+bool loops_on_itself(BBLK* bb) {
+  NODE* t = last_stmt(bb);
+  return t && t->op == IF && (if_target(t, true) == bb || if_target(t, false) == bb);
+}
+
+// A block that loops on itself, whose values moved into their uses would
+// leave nothing but a counter's step and stores of constants: a later
+// reading would delete the loop (remove_empty_loop), so the block keeps its
+// statements as they are, unmoved.
+void unsimp_self_loop(BBLK* bb, NameCounts& refs) {
+  LIST* last = last_cell(bb);
+  LIST* before_last = bb->statements;
+  while (before_last->next != last) before_last = before_last->next;
+  bool removable_before = empty_loop_is_removable(bb);
+  before_last->next = nullptr;
+  LIST* kept = copy_statements(bb->statements, true);
+  before_last->next = last;
+  NameCounts kept_refs = refs;
+  unsimp_statements(bb, bb->statements, last, refs, true);
+  if (removable_before || !empty_loop_is_removable(bb)) {
+    erase_tree_list(kept);
+    return;
+  }
+  before_last->next = nullptr;
+  erase_tree_list(bb->statements);
+  bb->statements = kept;
+  last_cell(bb)->next = last;
+  refs = std::move(kept_refs);
+  unsimp_statements(bb, bb->statements, last, refs, false);
+}
+
+}  // namespace
+
 void unsimplify() {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'unsimp_blocks' ----------\n");
   renumber_bblocks();
@@ -316,24 +370,17 @@ void unsimplify() {
       count_names(l->tree, refs);
       any_asm = any_asm || has_asm(l->tree);
     }
+  // Assembly text may name a local the trees do not show.
+  bool moves = !any_asm && opt_level > 0;
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
     // Turned while the test is in the simplifier's form, which a reading
     // of the output gives again; the test is then written out like any tree.
     fall_through_to_next(bb, free_to_turn);
-    for (LIST* l = bb->statements; l; l = l->next) {
-      if (!l->tree) continue;
-      if (bb == cfg.bb_list && l == bb->statements && tree_is_arg_prolog(l->tree)) {
-        l->tree = drop_unused_prolog_copies(l->tree, refs);
-        continue;
-      }
-      // A call standing as a statement: nobody reads its value.
-      if (l->tree->op == CALL) {
-        l->tree = simp_call_for_effect(l->tree);
-        if (!l->tree) continue;
-      }
-      // Assembly text may name a local the trees do not show.
-      if (!any_asm && opt_level > 0 && move_into_sole_use(bb, l, refs)) continue;
-      l->tree = unsimp_tree(l->tree);
+    if (moves && bb->statements && bb->statements->next && loops_on_itself(bb)) {
+      unsimp_self_loop(bb, refs);
+      unsimp_statements(bb, last_cell(bb), nullptr, refs, false);
+    } else {
+      unsimp_statements(bb, bb->statements, nullptr, refs, moves);
     }
     // Statements emptied above leave their cells.
     LIST** link = &bb->statements;

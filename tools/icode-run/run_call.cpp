@@ -84,7 +84,7 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   uint32_t nargs = static_cast<uint32_t>(cs.arg_vk.size());
   if (!fn->body) {
     if (!fn->builtin) run_fail("call of undefined function %s", fn->name);
-    LIBCALL c{*this, fn, cs, args, nargs};
+    LIBCALL c{*this, fn, cs, args, nargs, ret_slot};
     return fn->builtin(c);
   }
   uint32_t nparams = static_cast<uint32_t>(fn->params.size());
@@ -92,8 +92,10 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   uint32_t va_units = 0;
   for (uint32_t i = nparams; i < nargs; ++i) va_units += cs.arg_units[i];
   uint32_t need = kFrameOverhead + fn->frame_units + va_units;
-  if (sp < heap_top + need) run_fail("stack overflow");
+  if (sp < heap_top + need + fn->frame_align - 1) run_fail("stack overflow");
+  uint32_t caller_sp = sp;
   uint32_t fp = sp - need;
+  fp -= fp % fn->frame_align;
   sp = fp;
 
   FRAME nf;
@@ -144,9 +146,10 @@ VAL RUN_MACHINE::invoke(XFUNC* fn, const CALLSITE& cs, const VAL* args, VAL ret_
   frame = &nf;
   VAL r = exec(&nf);
   frame = caller;
+  for (const ALLOCA_BLOCK& b : nf.allocas) run_mem.destroy(b.prov);
   for (uint32_t k = 0; k < nvars; ++k) run_mem.destroy(static_cast<uint32_t>(nf.prov[k] >> 32));
   run_mem.destroy(va_prov);
-  sp = fp + need;
+  sp = caller_sp;
   hpop(fn->nregs + nvars);
   return r;
 }

@@ -99,13 +99,14 @@ void RUN_COMPILER::find_addressed(NODE* n) {
   }
 }
 
-uint32_t RUN_COMPILER::add_var(SYMTAB* sym, const char* name, uint32_t units) {
+uint32_t RUN_COMPILER::add_var(SYMTAB* sym, const char* name, uint32_t units, uint32_t align) {
   XVAR v;
   v.sym = sym;
   v.name = name;
-  v.off = fn_->frame_units;
+  v.off = align_up(fn_->frame_units, align);
   v.units = units;
-  fn_->frame_units += units;
+  fn_->frame_units = v.off + units;
+  fn_->frame_align = std::max(fn_->frame_align, align);
   fn_->vars.push_back(v);
   return static_cast<uint32_t>(fn_->vars.size() - 1);
 }
@@ -135,7 +136,7 @@ void RUN_COMPILER::layout_frame() {
       xp.index = fn_->nregs++;
       b.kind = LK_REG;
     } else {
-      xp.index = add_var(p, p->name, xp.units);
+      xp.index = add_var(p, p->name, xp.units, symbol_align_units(p));
       b.kind = LK_LOCAL;
     }
     b.index = xp.index;
@@ -154,7 +155,7 @@ void RUN_COMPILER::layout_frame() {
       b.index = fn_->nregs++;
     } else {
       b.kind = LK_LOCAL;
-      b.index = add_var(s, s->name, units_for(s, vk));
+      b.index = add_var(s, s->name, units_for(s, vk), symbol_align_units(s));
     }
     locals_[s] = b;
   }

@@ -58,7 +58,7 @@ class RUN_COMPILER {
 
   void find_addressed(NODE* n);
   void layout_frame();
-  uint32_t add_var(SYMTAB* sym, const char* name, uint32_t units);
+  uint32_t add_var(SYMTAB* sym, const char* name, uint32_t units, uint32_t align);
   BINDING bind(SYMTAB* sym);
 
   void lvalue(NODE* n, LOC& L);

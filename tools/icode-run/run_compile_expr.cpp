@@ -223,7 +223,7 @@ XN* RUN_COMPILER::call(NODE* n) {
   }
   if (vk_of(n->type) == VK_AGG) {
     if (!fn_) bad("a call in an initialiser");
-    cs.ret_var = static_cast<int32_t>(add_var(nullptr, "the result of a call", units_of(n->type)));
+    cs.ret_var = static_cast<int32_t>(add_var(nullptr, "the result of a call", units_of(n->type), align_units_of(n->type)));
   }
   return x;
 }

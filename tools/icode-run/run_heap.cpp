@@ -6,7 +6,7 @@
 VAL RUN_MACHINE::heap_alloc(uint32_t units) {
   // A request of zero units still gets a distinct address; nothing can be
   // accessed through it.
-  uint32_t need = units ? units : 1;
+  uint32_t need = align_up(units ? units : 1, kHeapAlign);
   uint32_t base = 0;
   bool found = false;
   for (auto& e : heap) {

@@ -85,9 +85,10 @@ VAL lib_memcpy(LIBCALL& c) {
   if (!n) return d;
   check_write(d, n);
   check_read(s, n);
-  if (strcmp(c.fn->name, "memcpy") == 0 && object_of(d) == object_of(s) && p_addr(d) < p_addr(s) + n &&
+  bool no_overlap = strcmp(c.fn->name, "memcpy") == 0 || strcmp(c.fn->name, "wmemcpy") == 0;
+  if (no_overlap && object_of(d) == object_of(s) && p_addr(d) < p_addr(s) + n &&
       p_addr(s) < p_addr(d) + n)
-    run_fail("memcpy with overlapping source and destination");
+    run_fail("%s with overlapping source and destination", c.fn->name);
   run_mem.move(p_addr(d), p_addr(s), n);
   c.m.lib_work += n;
   return d;
@@ -182,6 +183,69 @@ VAL lib_strchr(LIBCALL& c) {
   return i == std::u16string::npos ? 0 : ptr_add(s, static_cast<uint32_t>(i));
 }
 
+VAL lib_strrchr(LIBCALL& c) {
+  VAL s = lib_ptr(c, 0);
+  uint16_t ch = static_cast<uint16_t>(lib_uint(c, 1));
+  std::u16string u = read_units(s, c.fn->name);
+  if (ch == 0) return ptr_add(s, static_cast<uint32_t>(u.size()));
+  size_t i = u.rfind(static_cast<char16_t>(ch));
+  return i == std::u16string::npos ? 0 : ptr_add(s, static_cast<uint32_t>(i));
+}
+
+VAL lib_strstr(LIBCALL& c) {
+  VAL s = lib_ptr(c, 0);
+  std::u16string hay = read_units(s, c.fn->name);
+  std::u16string needle = read_units(lib_ptr(c, 1), c.fn->name);
+  size_t i = hay.find(needle);
+  return i == std::u16string::npos ? 0 : ptr_add(s, static_cast<uint32_t>(i));
+}
+
+// The first unit of s that is (or, for strcspn's sense, is not) in `set`.
+size_t span(const std::u16string& s, const std::u16string& set, bool in_set) {
+  size_t i = 0;
+  while (i < s.size() && (set.find(s[i]) != std::u16string::npos) == in_set) ++i;
+  return i;
+}
+
+VAL lib_strpbrk(LIBCALL& c) {
+  VAL s = lib_ptr(c, 0);
+  std::u16string u = read_units(s, c.fn->name);
+  size_t i = span(u, read_units(lib_ptr(c, 1), c.fn->name), false);
+  return i == u.size() ? 0 : ptr_add(s, static_cast<uint32_t>(i));
+}
+
+VAL lib_strspn(LIBCALL& c) {
+  std::u16string u = read_units(lib_ptr(c, 0), c.fn->name);
+  return static_cast<uint32_t>(span(u, read_units(lib_ptr(c, 1), c.fn->name), true));
+}
+
+VAL lib_strcspn(LIBCALL& c) {
+  std::u16string u = read_units(lib_ptr(c, 0), c.fn->name);
+  return static_cast<uint32_t>(span(u, read_units(lib_ptr(c, 1), c.fn->name), false));
+}
+
+VAL lib_strncat(LIBCALL& c) {
+  VAL d = lib_ptr(c, 0);
+  uint32_t n = lib_uint(c, 2);
+  uint32_t len = static_cast<uint32_t>(read_units(d, c.fn->name).size());
+  store_units(ptr_add(d, len), read_at_most(lib_ptr(c, 1), n), true);
+  return d;
+}
+
+// memchr and wmemchr: the units compared are the low 16 bits of c.
+VAL lib_memchr(LIBCALL& c) {
+  VAL s = lib_ptr(c, 0);
+  uint16_t ch = static_cast<uint16_t>(lib_uint(c, 1));
+  uint32_t n = lib_uint(c, 2);
+  for (uint32_t i = 0; i < n; ++i) {
+    VAL q = ptr_add(s, i);
+    check_read(q, 1);
+    c.m.lib_work += 1;
+    if (run_mem.mem[p_addr(q)] == ch) return q;
+  }
+  return 0;
+}
+
 VAL lib_malloc(LIBCALL& c) {
   uint32_t n = lib_uint(c, 0);
   return n >= ADDRESS_UNITS ? 0 : c.m.heap_alloc(n);
@@ -222,6 +286,21 @@ VAL lib_abs(LIBCALL& c) {
   return static_cast<int32_t>(x) < 0 ? 0u - x : x;
 }
 
+// div, ldiv, lldiv: a structure of quotient and remainder, both int-sized
+// on Rill, returned as a structure is. The quotient truncates towards zero.
+VAL lib_div(LIBCALL& c) {
+  int32_t n = lib_int(c, 0);
+  int32_t d = lib_int(c, 1);
+  if (d == 0) run_fail("division by zero");
+  uint32_t q = d == -1 ? 0u - static_cast<uint32_t>(n) : static_cast<uint32_t>(n / d);
+  uint32_t r = d == -1 ? 0u : static_cast<uint32_t>(n % d);
+  if (!c.ret_slot) return 0;  // the value is not used
+  check_write(c.ret_slot, 4);
+  A32::st(p_addr(c.ret_slot), q);
+  A32::st(p_addr(c.ret_slot) + 2, r);
+  return c.ret_slot;
+}
+
 VAL lib_exit(LIBCALL& c) { throw RUN_EXIT{lib_int(c, 0)}; }
 
 VAL lib_abort(LIBCALL& c) {
@@ -234,7 +313,19 @@ const LIB_ENTRY lib_entries[] = {
     {"memcpy", lib_memcpy, nullptr},   {"memmove", lib_memcpy, nullptr}, {"memset", lib_memset, nullptr},
     {"memcmp", lib_memcmp, nullptr},   {"strlen", lib_strlen, nullptr},  {"strcmp", lib_strcmp, nullptr},
     {"strncmp", lib_strncmp, nullptr}, {"strcpy", lib_strcpy, nullptr},  {"strncpy", lib_strncpy, nullptr},
-    {"strcat", lib_strcat, nullptr},   {"strchr", lib_strchr, nullptr},  {"malloc", lib_malloc, nullptr},
+    {"strcat", lib_strcat, nullptr},   {"strchr", lib_strchr, nullptr},  {"strrchr", lib_strrchr, nullptr},
+    {"strstr", lib_strstr, nullptr},   {"strpbrk", lib_strpbrk, nullptr}, {"strspn", lib_strspn, nullptr},
+    {"strcspn", lib_strcspn, nullptr}, {"strncat", lib_strncat, nullptr}, {"memchr", lib_memchr, nullptr},
+    {"div", lib_div, nullptr},         {"ldiv", lib_div, nullptr},       {"lldiv", lib_div, nullptr},
+    // wchar.h: a wide character is one unit, as a character is, and both
+    // compare unsigned, so the wide functions are the narrow ones.
+    {"wcslen", lib_strlen, nullptr},   {"wcscmp", lib_strcmp, nullptr},  {"wcsncmp", lib_strncmp, nullptr},
+    {"wcscpy", lib_strcpy, nullptr},   {"wcsncpy", lib_strncpy, nullptr}, {"wcscat", lib_strcat, nullptr},
+    {"wcsncat", lib_strncat, nullptr}, {"wcschr", lib_strchr, nullptr},  {"wcsrchr", lib_strrchr, nullptr},
+    {"wcsstr", lib_strstr, nullptr},   {"wcspbrk", lib_strpbrk, nullptr}, {"wcsspn", lib_strspn, nullptr},
+    {"wcscspn", lib_strcspn, nullptr}, {"wmemcpy", lib_memcpy, nullptr}, {"wmemmove", lib_memcpy, nullptr},
+    {"wmemset", lib_memset, nullptr},  {"wmemcmp", lib_memcmp, nullptr}, {"wmemchr", lib_memchr, nullptr},
+    {"malloc", lib_malloc, nullptr},
     {"calloc", lib_calloc, nullptr},   {"realloc", lib_realloc, nullptr}, {"free", lib_free, nullptr},
     {"abs", lib_abs, nullptr},         {"labs", lib_abs, nullptr},       {"llabs", lib_abs, nullptr},
     {"exit", lib_exit, nullptr},       {"abort", lib_abort, nullptr},    {nullptr, nullptr, nullptr},
@@ -243,7 +334,8 @@ const LIB_ENTRY lib_entries[] = {
 }  // namespace
 
 const LIB_ENTRY* find_library_function(const char* name) {
-  for (const LIB_ENTRY* table : {lib_entries, lib_io_entries, lib_math_entries})
+  for (const LIB_ENTRY* table : {lib_entries, lib_io_entries, lib_stdio_entries, lib_math_entries, lib_ctype_entries,
+                                 lib_sort_entries, lib_stack_entries})
     for (const LIB_ENTRY* e = table; e->name; ++e)
       if (strcmp(e->name, name) == 0) return e;
   return nullptr;

@@ -35,3 +35,7 @@ std::string lib_vformat(LIBCALL& c, const char* who, VAL fmt, VAL va);
 // Tables of the other families.
 extern const LIB_ENTRY lib_math_entries[];
 extern const LIB_ENTRY lib_io_entries[];
+extern const LIB_ENTRY lib_stdio_entries[];
+extern const LIB_ENTRY lib_ctype_entries[];
+extern const LIB_ENTRY lib_sort_entries[];
+extern const LIB_ENTRY lib_stack_entries[];

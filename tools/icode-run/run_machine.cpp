@@ -46,8 +46,8 @@ void RUN_MACHINE::flush_output() {
   }
 }
 
-VAL RUN_MACHINE::static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly) {
-  uint32_t base = next_static;
+VAL RUN_MACHINE::static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly, uint32_t align) {
+  uint32_t base = align_up(next_static, align);
   if (base + units + kMinStack > ADDRESS_UNITS)
     run_bad_input("the program's static data does not fit in the 65536-unit address space");
   uint32_t prov = run_mem.create(base, units, kind, name, readonly);
@@ -99,6 +99,7 @@ void RUN_MACHINE::layout_globals(RUN_PROGRAM& program) {
   struct STORE {
     std::vector<SYMTAB*> syms;
     uint32_t units = 0;
+    uint32_t align = 1;
     bool readonly = true;
   };
   std::vector<STORE> stores;
@@ -130,11 +131,12 @@ void RUN_MACHINE::layout_globals(RUN_PROGRAM& program) {
     st.syms.push_back(s);
     uint32_t units = std::max(units_of(s->type), static_cast<uint32_t>((std::max(s->size, 0) + 15) / 16));
     st.units = std::max(st.units, units);
+    st.align = std::max(st.align, symbol_align_units(s));
     st.readonly = st.readonly && type_is_readonly(s->type);
   }
   for (STORE& st : stores) {
     SYMTAB* first = st.syms[0];
-    VAL addr = static_object(st.units, OBJ_GLOBAL, first->name, st.readonly);
+    VAL addr = static_object(st.units, OBJ_GLOBAL, first->name, st.readonly, st.align);
     for (SYMTAB* s : st.syms) data_of[s] = addr;
     if (first->lex_level == 0) data_by_name[first->name] = addr;
   }
@@ -199,7 +201,7 @@ void RUN_MACHINE::load(RUN_PROGRAM& program) {
     comp.compile_function();
   }
   apply_initialisers(program);
-  heap_top = next_static;
+  heap_top = align_up(next_static, kHeapAlign);
 }
 
 int RUN_MACHINE::run_main(const std::vector<std::string>& args) {
@@ -219,7 +221,7 @@ int RUN_MACHINE::run_main(const std::vector<std::string>& args) {
   }
   VAL argv = static_object(static_cast<uint32_t>(args.size() + 1), OBJ_ARGV, "argv", false);
   for (size_t i = 0; i < strings.size(); ++i) APTR::st(p_addr(argv) + static_cast<uint32_t>(i), strings[i]);
-  heap_top = next_static;
+  heap_top = align_up(next_static, kHeapAlign);
 
   CALLSITE cs;
   VAL a[2] = {static_cast<uint32_t>(args.size()), argv};
@@ -262,6 +264,9 @@ RUN_STATS RUN_MACHINE::stats() const {
   }
   s.library_work = lib_work;
   s.cost += lib_work * W_LIB_UNIT;
+  // A comparison function that qsort or bsearch calls: a call of two arguments.
+  s.calls += lib_calls;
+  s.cost += lib_calls * (W_CALL + 2 * W_ARG);
   return s;
 }
 

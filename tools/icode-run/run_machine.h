@@ -124,6 +124,7 @@ struct LIBCALL {
   const CALLSITE& cs;
   const VAL* args;
   uint32_t nargs;
+  VAL ret_slot;  // where a structure result goes
 };
 typedef VAL (*BUILTIN_FN)(LIBCALL& c);
 
@@ -138,6 +139,7 @@ struct XFUNC {
   std::vector<XPARAM> params;
   uint32_t nregs = 0;
   uint32_t frame_units = 0;
+  uint32_t frame_align = 1;  // units; the frame starts at a multiple of it
   VK ret_vk = VK_VOID;
   uint32_t ret_units = 0;
   VAL addr = 0;  // the function as a pointer value
@@ -151,6 +153,13 @@ struct CALLSITE {
   int32_t ret_var = -1;    // caller's temporary for a structure result
 };
 
+// A block alloca gave the frame: it lives until the call returns or a
+// stack restore gives its units back.
+struct ALLOCA_BLOCK {
+  uint32_t base = 0;
+  uint32_t prov = 0;
+};
+
 struct FRAME {
   VAL* regs = nullptr;
   VAL* prov = nullptr;  // per memory variable: provenance, shifted into the high word
@@ -158,6 +167,7 @@ struct FRAME {
   XFUNC* fn = nullptr;
   VAL ret_slot = 0;     // where a structure result goes
   VAL va = 0;           // the variable-argument area
+  std::vector<ALLOCA_BLOCK> allocas;  // newest last, lowest address last
 };
 
 struct RUN_OPTIONS {
@@ -232,7 +242,8 @@ class RUN_MACHINE {
 
   RUN_OPTIONS opts;
   uint64_t steps = 0;
-  uint64_t lib_work = 0;  // units processed by the library
+  uint64_t lib_work = 0;   // units processed by the library
+  uint64_t lib_calls = 0;  // calls the library made of the program's functions (qsort's comparisons)
   FRAME* frame = nullptr;
   uint32_t sp = ADDRESS_UNITS;  // lowest unit of the stack
   uint32_t next_static = 0;     // next free unit for static objects
@@ -260,7 +271,8 @@ class RUN_MACHINE {
     texts.push_back(text);
     return texts.back().c_str();
   }
-  VAL static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly);
+  // A new object of static data at the next multiple of `align` units.
+  VAL static_object(uint32_t units, OBJ_KIND kind, const char* name, bool readonly, uint32_t align = 1);
   VAL literal(NODE* scon);
 
  private:
@@ -278,6 +290,10 @@ class RUN_MACHINE {
 
 // The machine that runs now: the translated code reaches it through here.
 extern RUN_MACHINE* run_machine;
+
+// The heap hands out blocks at multiples of the largest alignment of a
+// basic type (int, long, float: two units).
+constexpr uint32_t kHeapAlign = 2;
 
 // Cost weights of the weighted count, per evaluation.
 constexpr uint16_t W_CONST = 0;

@@ -1,5 +1,8 @@
 #include "tools/icode-run/run_types.h"
 
+#include <algorithm>
+
+#include "ir/symbol.h"
 #include "ir/types.h"
 
 static const TYPE* repr(const TYPE* t) { return t->rep ? t->rep : t; }
@@ -32,6 +35,16 @@ VK vk_of(const TYPE* type) {
 }
 
 uint32_t units_of(const TYPE* type) { return type ? (repr(type)->size + 15) / 16 : 0; }
+
+uint32_t align_units_of(const TYPE* type) {
+  uint32_t a = type ? std::max(type->align, repr(type)->align) / 16 : 0;
+  return a ? a : 1;
+}
+
+uint32_t symbol_align_units(const SYMTAB* sym) {
+  uint32_t own = sym->align > 0 ? static_cast<uint32_t>(sym->align) / 16 : 0;
+  return std::max(own, align_units_of(sym->type));
+}
 
 uint32_t vk_units(VK vk) {
   switch (vk) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 struct TYPE;
+struct SYMTAB;
 
 typedef uint64_t VAL;
 
@@ -30,6 +31,14 @@ enum VK : uint8_t {
 VK vk_of(const TYPE* type);
 // Size in 16-bit units, rounded up.
 uint32_t units_of(const TYPE* type);
+// Alignment in units, at least 1.
+uint32_t align_units_of(const TYPE* type);
+// Alignment of a variable in units: its own or its type's, the larger.
+uint32_t symbol_align_units(const SYMTAB* sym);
+// Rounds `units` up to a multiple of `align`.
+inline uint32_t align_up(uint32_t units, uint32_t align) {
+  return align > 1 ? (units + align - 1) / align * align : units;
+}
 // Units a value of this kind takes in memory (scalars only).
 uint32_t vk_units(VK vk);
 const char* vk_name(VK vk);

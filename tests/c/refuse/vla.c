@@ -1,9 +1,8 @@
-/* expect: c2icode: unsupported: variable-length array at vla.c:5:7 */
-int f(int n);
+/* expect: c2icode: unsupported: sizeof of a variable-length array expression with side effects at vla.c:6:10 */
+/* C evaluates the operand of sizeof when it is a variable-length array;
+   the front end takes the size from the counts and refuses to drop effects. */
 int f(int n) {
-  int total = 0;
-  int a[n];
-  a[0] = n;
-  total += a[0];
-  return total;
+  int a[n][n];
+  return sizeof(a[n++]);
 }
+int main(void) { return f(2); }

@@ -1,8 +1,28 @@
 /* stdint.h for Rill. The addressable unit is 16 bits, so there are no 8-bit
-   and no 64-bit integers: int8_t, uint8_t, int64_t and uint64_t do not
-   exist. The least and fast 8-bit types are the 16-bit char types. */
+   and no 64-bit integers: int8_t, uint8_t, int64_t, uint64_t and the least
+   and fast 64-bit types do not exist, and naming one is an error that says
+   so (their limit macros are not defined either, as C wants for a missing
+   type). A program that brings its own, limits included, keeps them. The
+   least and fast 8-bit types are the 16-bit char types. */
 #ifndef _RILL_STDINT_H
 #define _RILL_STDINT_H
+
+#define __RILL_NO_8 __attribute__((unavailable("Rill has no 8-bit integer type: its smallest is 16 bits (int16_t, int_least8_t)")))
+#define __RILL_NO_64 __attribute__((unavailable("Rill has no 64-bit integer type: its largest is 32 bits (int32_t, intmax_t)")))
+#ifndef INT8_MAX
+typedef signed char int8_t __RILL_NO_8;
+typedef unsigned char uint8_t __RILL_NO_8;
+#endif
+#ifndef INT64_MAX
+typedef long long int64_t __RILL_NO_64;
+typedef unsigned long long uint64_t __RILL_NO_64;
+typedef long long int_least64_t __RILL_NO_64;
+typedef unsigned long long uint_least64_t __RILL_NO_64;
+typedef long long int_fast64_t __RILL_NO_64;
+typedef unsigned long long uint_fast64_t __RILL_NO_64;
+#endif
+#undef __RILL_NO_8
+#undef __RILL_NO_64
 
 typedef short int16_t;
 typedef unsigned short uint16_t;

@@ -14,6 +14,7 @@ typedef __WCHAR_TYPE__ wchar_t;
 
 typedef struct { int quot, rem; } div_t;
 typedef struct { long quot, rem; } ldiv_t;
+typedef struct { long long quot, rem; } lldiv_t;
 
 void abort(void) __attribute__((noreturn));
 void exit(int status) __attribute__((noreturn));
@@ -25,19 +26,14 @@ int abs(int j);
 long labs(long j);
 long long llabs(long long j);
 
-static inline div_t div(int n, int d) {
-  div_t r;
-  r.quot = n / d;
-  r.rem = n % d;
-  return r;
-}
-
-static inline ldiv_t ldiv(long n, long d) {
-  ldiv_t r;
-  r.quot = n / d;
-  r.rem = n % d;
-  return r;
-}
+div_t div(int n, int d);
+ldiv_t ldiv(long n, long d);
+lldiv_t lldiv(long long n, long long d);
+void qsort(void* base, size_t n, size_t size, int (*compare)(const void*, const void*));
+void* bsearch(const void* key, const void* base, size_t n, size_t size,
+              int (*compare)(const void*, const void*));
+/* A block of the calling function's frame, released when it returns. */
+void* alloca(size_t size);
 
 static inline long strtol(const char* s, char** end, int base) {
   long v = 0;

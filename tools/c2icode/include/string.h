@@ -1,4 +1,4 @@
-/* string.h for Rill: what icode-run provides, and the rest as pure helpers. */
+/* string.h for Rill: what icode-run provides. A character is one 16-bit unit. */
 #ifndef _RILL_STRING_H
 #define _RILL_STRING_H
 
@@ -18,35 +18,13 @@ char* strcpy(char* dest, const char* src);
 char* strncpy(char* dest, const char* src, size_t n);
 int strncmp(const char* a, const char* b, size_t n);
 char* strcat(char* dest, const char* src);
+char* strncat(char* dest, const char* src, size_t n);
 char* strchr(const char* s, int c);
-
-static inline char* strncat(char* dest, const char* src, size_t n) {
-  char* d = dest + strlen(dest);
-  while (n-- > 0 && *src) *d++ = *src++;
-  *d = 0;
-  return dest;
-}
-
-static inline char* strrchr(const char* s, int c) {
-  const char* found = (char*)0;
-  for (;; s++) {
-    if (*s == (char)c) found = s;
-    if (*s == 0) return (char*)found;
-  }
-}
-
-static inline char* strstr(const char* hay, const char* needle) {
-  size_t n = strlen(needle);
-  for (; *hay; hay++)
-    if (strncmp(hay, needle, n) == 0) return (char*)hay;
-  return n == 0 ? (char*)hay : (char*)0;
-}
-
-static inline void* memchr(const void* s, int c, size_t n) {
-  const unsigned char* p = (const unsigned char*)s;
-  for (; n > 0; p++, n--)
-    if (*p == (unsigned char)c) return (void*)p;
-  return (void*)0;
-}
+char* strrchr(const char* s, int c);
+char* strstr(const char* hay, const char* needle);
+char* strpbrk(const char* s, const char* accept);
+size_t strspn(const char* s, const char* accept);
+size_t strcspn(const char* s, const char* reject);
+void* memchr(const void* s, int c, size_t n);
 
 #endif

@@ -42,6 +42,16 @@ class BOUNDS : public clang::RecursiveASTVisitor<BOUNDS> {
  public:
   explicit BOUNDS(UNIT& u) : u_(u) {}
 
+  // The declaration a bound belongs to, for messages.
+  bool TraverseDecl(clang::Decl* d) {
+    const auto* nd = llvm::dyn_cast_or_null<clang::NamedDecl>(d);
+    bool named = nd && nd->getIdentifier() && !llvm::isa<clang::FunctionDecl>(nd);
+    if (named) decls_.push_back(nd);
+    bool ok = clang::RecursiveASTVisitor<BOUNDS>::TraverseDecl(d);
+    if (named) decls_.pop_back();
+    return ok;
+  }
+
   bool VisitConstantArrayTypeLoc(clang::ConstantArrayTypeLoc tl) {
     const clang::Expr* size = tl.getSizeExpr();
     if (!size) return true;
@@ -50,6 +60,8 @@ class BOUNDS : public clang::RecursiveASTVisitor<BOUNDS> {
     uint64_t clang_count = tl.getTypePtr()->getSize().getZExtValue();
     if (static_cast<uint64_t>(v.i) == clang_count) return true;
     if (v.i < 0) refuse(u_, "array bound that is negative on Rill", size->getExprLoc());
+    // Clang keeps counts in 16 bits here, as many as Rill can address.
+    if (static_cast<uint64_t>(v.i) > kLargestObjectUnits) too_large_array(tl, v.i);
     found_.push_back({size, v.i, measures_aggregates(size)});
     return true;
   }
@@ -62,8 +74,22 @@ class BOUNDS : public clang::RecursiveASTVisitor<BOUNDS> {
   const std::vector<DIVERGENT>& found() const { return found_; }
 
  private:
+  [[noreturn]] void too_large_array(clang::ConstantArrayTypeLoc tl, int64_t count) {
+    uint64_t units = static_cast<uint64_t>(count);
+    try {
+      units *= size_bits(u_, tl.getElementLoc().getType(), tl.getLBracketLoc()) / kUnitBits;
+    } catch (const REFUSAL&) {
+      // An element whose size is not known yet: the count is enough.
+    } catch (const TOO_LARGE&) {
+    }
+    std::string what = decls_.empty() ? "an array of " + std::to_string(count) + " elements"
+                                      : "'" + decls_.back()->getName().str() + "'";
+    too_large(u_, what, units, decls_.empty() ? tl.getLBracketLoc() : decls_.back()->getLocation());
+  }
+
   UNIT& u_;
   std::vector<DIVERGENT> found_;
+  std::vector<const clang::NamedDecl*> decls_;
 };
 
 }  // namespace

@@ -66,8 +66,11 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
       start->mk_icall("__va_start");
       return mk_ASG(ap, start);
     }
-    case clang::Builtin::BI__builtin_va_end:
-      return icon(0, tp->basic[TYPE_PKG::BT_INT]);
+    case clang::Builtin::BI__builtin_va_end: {
+      // Nothing to release, but the operand is evaluated: va_end(*p++)
+      // still steps p.
+      return va_list_object(u, call->getArg(0));
+    }
     case clang::Builtin::BI__builtin_va_copy: {
       NODE* dst = translate_expr(u, call->getArg(0)->IgnoreParenImpCasts());
       NODE* src = translate_expr(u, call->getArg(1));
@@ -111,10 +114,14 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
   if (u.ctx.BuiltinInfo.isPredefinedLibFunction(id) || name.rfind("__builtin_", 0) == 0) {
     static const char* const kLibrary[] = {
         "printf", "sprintf", "snprintf", "vprintf", "vsprintf", "vsnprintf", "putchar", "puts",
-        "abort", "exit", "malloc", "calloc", "free", "memcpy", "memmove", "memset", "memcmp",
-        "strlen", "strcmp", "strcpy", "strncpy", "abs", "labs", "sqrt", "sqrtf", "sin", "sinf",
-        "cos", "cosf", "tan", "tanf", "exp", "expf", "log", "logf", "pow", "powf", "fabs", "fabsf",
-        "floor", "floorf", "ceil", "ceilf", "fmod", "fmodf", "atan", "atanf", "atan2", "atan2f"};
+        "fprintf", "vfprintf", "fputs", "fputc", "putc", "fwrite", "fflush", "abort", "exit",
+        "malloc", "calloc", "realloc", "free", "alloca", "memcpy", "memmove", "memset", "memcmp",
+        "memchr", "strlen", "strcmp", "strncmp", "strcpy", "strncpy", "strcat", "strncat", "strchr",
+        "strrchr", "strstr", "strpbrk", "strspn", "strcspn", "abs", "labs", "llabs", "sqrt", "sqrtf",
+        "sin", "sinf", "cos", "cosf", "tan", "tanf", "exp", "expf", "log", "logf", "pow", "powf",
+        "fabs", "fabsf", "floor", "floorf", "ceil", "ceilf", "fmod", "fmodf", "atan", "atanf",
+        "atan2", "atan2f", "isalnum", "isalpha", "isblank", "iscntrl", "isdigit", "isgraph",
+        "islower", "isprint", "ispunct", "isspace", "isupper", "isxdigit", "tolower", "toupper"};
     for (const char* lib : kLibrary)
       if (plain == lib) return library_call(u, call, plain);
   }

@@ -35,7 +35,31 @@ NODE* scale(NODE* n, uint32_t units) {
   return tree(MULT, n, icon(units, n->type), n->type);
 }
 
+// `n` multiplied by a unit count that is known only at run time (the
+// elements of a variable-length array), or by a constant one.
+NODE* scale_by(NODE* n, NODE* units) {
+  if (units->op == ICON) return scale(n, static_cast<uint32_t>(units->value.as_int64()));
+  TYPE* it = strip_quals(n->type);
+  if (it->kind != TYPE::KIND_INTEGRAL || it->size < 32) it = tp->basic[TYPE_PKG::BT_INT];
+  return tree(MULT, convert(n, it), convert(units, it), it);
+}
+
 bool is_pointer(const clang::Expr* e) { return e->getType()->isPointerType(); }
+
+// sizeof and _Alignof of a variably modified type: the size from the
+// counts taken when the type was declared.
+NODE* vla_trait(UNIT& u, const clang::UnaryExprOrTypeTraitExpr* s) {
+  clang::QualType t = s->getTypeOfArgument();
+  TYPE* rt = rvalue_type(u, s);
+  if (s->getKind() == clang::UETT_SizeOf) {
+    if (!s->isArgumentType() && s->getArgumentExpr()->HasSideEffects(u.ctx))
+      refuse(u, "sizeof of a variable-length array expression with side effects", s->getExprLoc());
+    return convert(size_units_tree(u, t, s->getExprLoc()), rt);
+  }
+  if (s->getKind() == clang::UETT_AlignOf || s->getKind() == clang::UETT_PreferredAlignOf)
+    return icon(align_bits(u, u.ctx.getBaseElementType(t), s->getExprLoc()) / kUnitBits, rt);
+  refuse(u, "this operator on a variable-length array", s->getExprLoc());
+}
 
 NODE* string_literal(UNIT& u, const clang::StringLiteral* s) {
   TYPE* t = type_of(u, s);
@@ -51,9 +75,10 @@ NODE* decl_ref(UNIT& u, const clang::DeclRefExpr* e) {
       if (!u.fn) refuse(u, "local variable outside a function", e->getExprLoc());
       auto it = u.fn->vars.find(v);
       if (it == u.fn->vars.end()) refuse(u, "reference to an unknown local", e->getExprLoc());
+      if (is_vla_object(v)) return vla_object(u, v, it->second);
       return name_node(it->second);
     }
-    return name_node(global_symbol(u, v));
+    return flex_head(u, name_node(global_symbol(u, v)), type_of(u, e));
   }
   if (llvm::isa<clang::FunctionDecl>(d)) return name_node(global_symbol(u, d));
   refuse(u, "reference to '" + d->getName().str() + "'", e->getExprLoc());
@@ -113,22 +138,33 @@ NODE* cast_expr(UNIT& u, const clang::CastExpr* e) {
   }
 }
 
+NODE* stable_lvalue(UNIT& u, NODE* l, NODE*& prelude);
+
 NODE* inc_dec(UNIT& u, const clang::UnaryOperator* e) {
   const clang::Expr* sub = e->getSubExpr();
   if (sub->getType()->isBooleanType()) refuse(u, "++ or -- on _Bool", e->getExprLoc());
   NODE* l = translate_expr(u, sub);
   TYPE* t = rvalue_type(u, sub);
   NODE* step;
-  if (is_pointer(sub)) step = icon(elem_units(u, sub->getType(), e->getExprLoc()), tp->basic[TYPE_PKG::BT_INT]);
+  if (is_pointer(sub)) step = elem_size_tree(u, sub->getType(), e->getExprLoc());
   else if (sub->getType()->isRealFloatingType()) step = fcon(1.0f, t);
   else step = icon(1, t);
-  int op;
-  switch (e->getOpcode()) {
-    case clang::UO_PostInc: op = PLUSPLUS; break;
-    case clang::UO_PostDec: op = MINMIN; break;
-    case clang::UO_PreInc: op = PLUSASG; break;
-    default: op = MINUSASG; break;
+  if (step->op == ICON && is_pointer(sub)) step = icon(step->value.as_int64(), tp->basic[TYPE_PKG::BT_INT]);
+  bool post = e->getOpcode() == clang::UO_PostInc || e->getOpcode() == clang::UO_PostDec;
+  bool up = e->getOpcode() == clang::UO_PostInc || e->getOpcode() == clang::UO_PreInc;
+  if (step->op != ICON && step->op != FCON) {
+    // A pointer to a variable-length array steps by a size known at run
+    // time; the postfix forms take a constant step, so they are spelled out.
+    step = convert(step, tp->basic[TYPE_PKG::BT_INT]);
+    if (!post) return tree(up ? PLUSASG : MINUSASG, l, step, t);
+    NODE* prelude;
+    NODE* target = stable_lvalue(u, l, prelude);
+    SYMTAB* old = temp_symbol(u, t);
+    NODE* n = tree(COMMAOP, mk_ASG(name_node(old), copy_tree(target, false)),
+                   tree(COMMAOP, tree(up ? PLUSASG : MINUSASG, target, step, t), name_node(old), t), t);
+    return prelude ? tree(COMMAOP, prelude, n, t) : n;
   }
+  int op = post ? (up ? PLUSPLUS : MINMIN) : (up ? PLUSASG : MINUSASG);
   return tree(op, l, step, t);
 }
 
@@ -259,7 +295,7 @@ NODE* compound_assignment(UNIT& u, const clang::CompoundAssignOperator* e) {
   NODE* l = translate_expr(u, lhs);
   NODE* r = translate_expr(u, e->getRHS());
   if (lhs->getType()->isBooleanType()) refuse(u, "compound assignment to _Bool", e->getExprLoc());
-  if (is_pointer(lhs)) return tree(assign_op(op), l, scale(r, elem_units(u, lhs->getType(), e->getExprLoc())), lt);
+  if (is_pointer(lhs)) return tree(assign_op(op), l, scale_by(r, elem_size_tree(u, lhs->getType(), e->getExprLoc())), lt);
   if (same_values(lt, ct)) return tree(assign_op(op), l, convert(r, lt), lt);
   // The operation happens in another type than the object's: spell it out.
   NODE* prelude;
@@ -278,6 +314,8 @@ NODE* binary(UNIT& u, const clang::BinaryOperator* e) {
   const Expr* lhs = e->getLHS();
   const Expr* rhs = e->getRHS();
   TYPE* t = rvalue_type(u, e);
+  if ((k == BO_Comma || k == BO_LAnd || k == BO_LOr) && u.fn && contains_stmt_expr(rhs))
+    return translate_sequenced(u, e);
   if (k == BO_Comma) {
     NODE* l = translate_expr(u, lhs);
     NODE* r = translate_expr(u, rhs);
@@ -299,12 +337,13 @@ NODE* binary(UNIT& u, const clang::BinaryOperator* e) {
   if ((k == BO_Add || k == BO_Sub) && (is_pointer(lhs) || is_pointer(rhs))) {
     if (is_pointer(lhs) && is_pointer(rhs)) {
       NODE* d = tree(MINUS, l, r, ptrdiff_type());
-      uint32_t units = elem_units(u, lhs->getType(), e->getExprLoc());
-      if (units != 1) d = tree(DIV, d, icon(units, ptrdiff_type()), ptrdiff_type());
+      NODE* units = elem_size_tree(u, lhs->getType(), e->getExprLoc());
+      if (units->op != ICON || units->value.as_int64() != 1)
+        d = tree(DIV, d, convert(units, ptrdiff_type()), ptrdiff_type());
       return convert(d, t);
     }
     if (is_pointer(rhs)) std::swap(l, r), std::swap(lhs, rhs);
-    NODE* n = scale(r, elem_units(u, lhs->getType(), e->getExprLoc()));
+    NODE* n = scale_by(r, elem_size_tree(u, lhs->getType(), e->getExprLoc()));
     return tree(k == BO_Add ? PLUS : MINUS, l, n, t);
   }
   int op = arith_op(k);
@@ -313,6 +352,8 @@ NODE* binary(UNIT& u, const clang::BinaryOperator* e) {
 }
 
 NODE* conditional(UNIT& u, const clang::ConditionalOperator* e) {
+  if (u.fn && (contains_stmt_expr(e->getTrueExpr()) || contains_stmt_expr(e->getFalseExpr())))
+    return translate_sequenced(u, e);
   NODE* c = translate_expr(u, e->getCond());
   if (e->getType()->isRecordType()) {
     TYPE* st = rvalue_type(u, e);
@@ -329,6 +370,7 @@ NODE* conditional(UNIT& u, const clang::ConditionalOperator* e) {
 
 NODE* binary_conditional(UNIT& u, const clang::BinaryConditionalOperator* e) {
   if (e->getType()->isRecordType()) refuse(u, "'?:' without a middle operand on structures", e->getExprLoc());
+  if (u.fn && contains_stmt_expr(e->getFalseExpr())) return translate_sequenced(u, e);
   NODE* common = translate_expr(u, e->getCommon());
   SYMTAB* t = temp_symbol(u, common->type);
   u.opaque[e->getOpaqueValue()] = t;
@@ -355,8 +397,7 @@ NODE* subscript(UNIT& u, const clang::ArraySubscriptExpr* e) {
   const clang::Expr* base = e->getBase();
   NODE* p = translate_expr(u, base);
   NODE* i = translate_expr(u, e->getIdx());
-  uint32_t units = elem_units(u, base->getType(), e->getExprLoc());
-  NODE* addr = tree(PLUS, p, scale(i, units), p->type);
+  NODE* addr = tree(PLUS, p, scale_by(i, elem_size_tree(u, base->getType(), e->getExprLoc())), p->type);
   return tree(UMULT, addr, nullptr, type_of(u, e));
 }
 
@@ -368,6 +409,14 @@ NODE* compound_literal(UNIT& u, const clang::CompoundLiteralExpr* e) {
   // The object is filled where the literal stands, then named.
   size_t mark = u.fn->items.size();
   init_lvalue(u, name_node(obj), e->getType(), e->getInitializer(), e->getExprLoc());
+  // A statement expression in the initialiser leaves branches and labels,
+  // and the statements stay where they are then: that is a place where
+  // the whole expression runs (see translate_sequenced).
+  for (size_t i = mark; i < u.fn->items.size(); ++i) {
+    const BODY_ITEM& it = u.fn->items[i];
+    if (it.kind != BODY_ITEM::EXPR || !it.tree || it.tree->op == BRANCH || it.tree->op == CBRANCH)
+      return name_node(obj);
+  }
   for (size_t i = mark; i < u.fn->items.size(); ++i) sets.push_back(u.fn->items[i].tree);
   u.fn->items.resize(mark);
   TYPE* pt = pointer_to(strip_quals(t));
@@ -431,8 +480,7 @@ NODE* translate_expr(UNIT& u, const clang::Expr* e) {
     case Stmt::UnaryExprOrTypeTraitExprClass:
     case Stmt::OffsetOfExprClass:
       if (const auto* s = dyn_cast<UnaryExprOrTypeTraitExpr>(e))
-        if (s->getTypeOfArgument()->isVariablyModifiedType())
-          refuse(u, "sizeof of a variable-length array", e->getExprLoc());
+        if (s->getTypeOfArgument()->isVariablyModifiedType()) return vla_trait(u, s);
       return constant(u, e);
     case Stmt::TypeTraitExprClass:
       return icon(cast<TypeTraitExpr>(e)->getValue(), rvalue_type(u, e));
@@ -480,7 +528,7 @@ NODE* translate_expr(UNIT& u, const clang::Expr* e) {
     case Stmt::VAArgExprClass:
       return translate_va_arg(u, cast<VAArgExpr>(e));
     case Stmt::StmtExprClass:
-      refuse(u, "statement expression", e->getExprLoc());
+      return translate_stmt_expr(u, cast<StmtExpr>(e));
     case Stmt::AddrLabelExprClass:
       refuse(u, "address of a label", e->getExprLoc());
     case Stmt::AtomicExprClass:

@@ -37,7 +37,7 @@ void write_function(UNIT& u, FUNC& fn, const clang::FunctionDecl* fd) {
   for (const BODY_ITEM& it : fn.items) {
     switch (it.kind) {
       case BODY_ITEM::EXPR:
-        out->if_write_expr(it.tree, it.psn);
+        if (it.tree) out->if_write_expr(it.tree, it.psn);  // a slot left unused
         break;
       case BODY_ITEM::LABEL:
         out->if_write_label(it.label);
@@ -67,7 +67,6 @@ void translate_function(UNIT& u, const clang::FunctionDecl* fd) {
   // Parameters and the prolog that copies each into the local the body uses.
   NODE* prolog = nullptr;
   for (const clang::ParmVarDecl* p : fd->parameters()) {
-    if (p->getType()->isVariablyModifiedType()) refuse(u, "variable-length array parameter", p->getLocation());
     SYMTAB* param = new_symbol(p->getName().str(), passing_type(u, fd, p), SC_PARAM, make_psn(u, p->getLocation()));
     param->lex_level = 1;
     fn.params.push_back(param);
@@ -78,7 +77,12 @@ void translate_function(UNIT& u, const clang::FunctionDecl* fd) {
   }
   const auto* body = llvm::cast<clang::CompoundStmt>(fd->getBody());
   if (prolog) emit(u, prolog, body->getBeginLoc());
+  // The counts of variable-length array parameters, `int m[n][k]`, are
+  // taken on entry.
+  for (const clang::ParmVarDecl* p : fd->parameters())
+    if (p->getType()->isVariablyModifiedType()) evaluate_vla_counts(u, p->getType(), p->getLocation());
   for (const clang::Stmt* s : body->body()) translate_stmt(u, s);
+  vla_patch_gotos(u);
   // Falling off the end: main returns 0, a void function returns.
   if (fd->isMain() && fd->getReturnType()->isIntegerType())
     emit(u, tree(RETURN, name_node(fn.sym), icon(0, fn.result), fn.result), body->getRBracLoc());

@@ -60,6 +60,7 @@ void FLATTEN::fill(clang::QualType t, const clang::Expr* init, uint32_t offset) 
 }
 
 void FLATTEN::array(clang::QualType t, const clang::Expr* init, uint32_t offset) {
+  t = flex_filled_type(u, t, init);
   const clang::ArrayType* at = u.ctx.getAsArrayType(t);
   clang::QualType et = at->getElementType();
   uint32_t esize = size_bits(u, et, loc);
@@ -176,7 +177,7 @@ NODE* skip(uint32_t bits) {
 }  // namespace
 
 std::vector<NODE*> global_init_trees(UNIT& u, clang::QualType type, const clang::Expr* init,
-                                     clang::SourceLocation loc) {
+                                     clang::SourceLocation loc, uint32_t object_bits) {
   FLATTEN f{u, loc, {}, {}};
   f.fill(type, init, 0);
   for (const auto& bu : f.bit_units)
@@ -192,7 +193,8 @@ std::vector<NODE*> global_init_trees(UNIT& u, clang::QualType type, const clang:
     out.push_back(p.tree);
     at = p.offset + p.bits;
   }
-  uint32_t size = rill_unqualified(u, type, loc)->size;
+  uint32_t size = std::max(object_bits, rill_unqualified(u, type, loc)->size);
+  if (at > size) refuse(u, "initialiser larger than its object", loc);
   if (size > at) out.push_back(skip(size - at));
   out.push_back(tree(ENDINIT, nullptr, nullptr, tp->basic[TYPE_PKG::BT_VOID]));
   return out;

@@ -123,6 +123,9 @@ int main(int argc, char** argv) {
     } catch (const c2i::REFUSAL& r) {
       refusal = r.message;
       return c2i::AST_VERDICT::FAILED;
+    } catch (const c2i::TOO_LARGE& t) {
+      refusal = c2i::too_large_message(u, t);
+      return c2i::AST_VERDICT::FAILED;
     }
     return c2i::AST_VERDICT::DONE;
   });

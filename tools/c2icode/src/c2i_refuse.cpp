@@ -27,4 +27,13 @@ void program_error(const UNIT& u, const std::string& what, clang::SourceLocation
   throw REFUSAL{place(u, loc) + ": error: " + what};
 }
 
+std::string too_large_message(const UNIT& u, const TOO_LARGE& t) {
+  return place(u, t.loc) + ": error: " + t.what + " is " + std::to_string(t.units) +
+         " units, more than fit in Rill's " + std::to_string(kAddressUnits) + "-unit address space";
+}
+
+void too_large(const UNIT& u, const std::string& what, uint64_t units, clang::SourceLocation loc) {
+  throw REFUSAL{too_large_message(u, TOO_LARGE{what, units, loc})};
+}
+
 }  // namespace c2i

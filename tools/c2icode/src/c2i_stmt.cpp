@@ -14,10 +14,6 @@ namespace {
 
 TYPE* void_type() { return tp->basic[TYPE_PKG::BT_VOID]; }
 
-NODE* branch_to(uint32_t label) { return tree(BRANCH, label_node(label), nullptr, void_type()); }
-
-NODE* cbranch(NODE* cond, uint32_t label) { return tree(CBRANCH, cond, label_node(label), void_type()); }
-
 bool constant_truth(UNIT& u, const clang::Expr* e, bool& value) {
   CVALUE v;
   if (!eval_const(u, e, v) || v.kind != CVALUE::INT) return false;
@@ -38,16 +34,21 @@ void declaration(UNIT& u, const clang::DeclStmt* ds) {
     }
     const auto* vd = llvm::dyn_cast<clang::VarDecl>(d);
     if (!vd) {
+      // A typedef of a variable-length array takes its counts here.
       if (const auto* td = llvm::dyn_cast<clang::TypedefNameDecl>(d))
         if (td->getUnderlyingType()->isVariablyModifiedType())
-          refuse(u, "variable-length array", td->getLocation());
+          evaluate_vla_counts(u, td->getUnderlyingType(), td->getLocation());
       continue;
     }
-    if (vd->getType()->isVariablyModifiedType()) refuse(u, "variable-length array", vd->getLocation());
     if (vd->hasGlobalStorage() || vd->hasExternalStorage()) {
       global_symbol(u, vd);
       continue;
     }
+    if (is_vla_object(vd)) {
+      declare_vla(u, vd);
+      continue;
+    }
+    if (vd->getType()->isVariablyModifiedType()) evaluate_vla_counts(u, vd->getType(), vd->getLocation());
     SYMTAB* s = local_symbol(u, vd);
     if (vd->getInit()) init_lvalue(u, name_node(s), vd->getType(), vd->getInit(), vd->getLocation());
   }
@@ -62,19 +63,17 @@ bool declares_objects(const clang::CompoundStmt* cs) {
   return false;
 }
 
-void compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block) {
-  bool block = as_block && declares_objects(cs);
-  if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
-  for (const clang::Stmt* s : cs->body()) translate_stmt(u, s);
-  if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
-}
 
 void loop_body(UNIT& u, const clang::Stmt* body, uint32_t brk, uint32_t cont) {
   u.fn->breaks.push_back(brk);
   u.fn->continues.push_back(cont);
+  u.fn->break_depths.push_back(vla_depth(u));
+  u.fn->continue_depths.push_back(vla_depth(u));
   translate_stmt(u, body);
   u.fn->breaks.pop_back();
   u.fn->continues.pop_back();
+  u.fn->break_depths.pop_back();
+  u.fn->continue_depths.pop_back();
 }
 
 // Branches to `label` when `cond` is false; nothing when it is always true.
@@ -99,8 +98,28 @@ void if_stmt(UNIT& u, const clang::IfStmt* s) {
   }
 }
 
+// Loops have their test at the bottom, behind a copy of it that guards the
+// way in, the shape zopt gives loops itself: a loop whose body is one block
+// is one block that branches to itself, whichever program wrote it.
+// A test that holds a statement expression is not copied (its statements
+// and labels would be there twice); that loop keeps its test at the top.
+bool test_at_bottom(UNIT& u, const clang::Expr* cond) {
+  bool value;
+  return cond && !contains_stmt_expr(cond) && !(constant_truth(u, cond, value) && value);
+}
+
 void while_stmt(UNIT& u, const clang::WhileStmt* s) {
   uint32_t top = new_label(u), brk = new_label(u);
+  if (test_at_bottom(u, s->getCond())) {
+    uint32_t test = new_label(u);
+    branch_unless(u, s->getCond(), brk);
+    emit_label(u, top);
+    loop_body(u, s->getBody(), brk, test);
+    emit_label(u, test);
+    emit(u, cbranch(condition(u, s->getCond(), false), top), s->getCond()->getBeginLoc());
+    emit_label(u, brk);
+    return;
+  }
   emit_label(u, top);
   branch_unless(u, s->getCond(), brk);
   loop_body(u, s->getBody(), brk, top);
@@ -125,15 +144,20 @@ void do_stmt(UNIT& u, const clang::DoStmt* s) {
 void for_stmt(UNIT& u, const clang::ForStmt* s) {
   bool block = s->getInit() && llvm::isa<clang::DeclStmt>(s->getInit());
   if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, s->getBeginLoc()), 0});
+  size_t depth = vla_depth(u);
   if (s->getInit()) translate_stmt(u, s->getInit());
   uint32_t top = new_label(u), cont = new_label(u), brk = new_label(u);
+  bool bottom = test_at_bottom(u, s->getCond());
+  if (bottom) branch_unless(u, s->getCond(), brk);
   emit_label(u, top);
-  if (s->getCond()) branch_unless(u, s->getCond(), brk);
+  if (s->getCond() && !bottom) branch_unless(u, s->getCond(), brk);
   loop_body(u, s->getBody(), brk, cont);
   emit_label(u, cont);
   if (s->getInc()) emit(u, translate_expr(u, s->getInc()), s->getInc()->getBeginLoc());
-  emit(u, branch_to(top), s->getEndLoc());
+  if (bottom) emit(u, cbranch(condition(u, s->getCond(), false), top), s->getCond()->getBeginLoc());
+  else emit(u, branch_to(top), s->getEndLoc());
   emit_label(u, brk);
+  vla_leave(u, depth, s->getEndLoc());
   if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, s->getEndLoc()), 0});
 }
 
@@ -147,8 +171,10 @@ void switch_stmt(UNIT& u, const clang::SwitchStmt* s) {
   emit(u, nullptr, s->getBeginLoc());
   u.fn->switches.push_back(&state);
   u.fn->breaks.push_back(brk);
+  u.fn->break_depths.push_back(vla_depth(u));
   translate_stmt(u, s->getBody());
   u.fn->breaks.pop_back();
+  u.fn->break_depths.pop_back();
   u.fn->switches.pop_back();
   emit_label(u, brk);
   // The case list: COMMA(CASE(v1, L1), COMMA(CASE(v2, L2), DEFAULT(Ld))).
@@ -201,6 +227,19 @@ uint32_t label_of(UNIT& u, const clang::LabelDecl* d) {
 
 }  // namespace
 
+NODE* branch_to(uint32_t label) { return tree(BRANCH, label_node(label), nullptr, void_type()); }
+
+NODE* cbranch(NODE* cond, uint32_t label) { return tree(CBRANCH, cond, label_node(label), void_type()); }
+
+void translate_compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block) {
+  bool block = as_block && declares_objects(cs);
+  if (block) u.fn->items.push_back({BODY_ITEM::BEGIN_BLOCK, nullptr, make_psn(u, cs->getLBracLoc()), 0});
+  size_t depth = vla_depth(u);
+  for (const clang::Stmt* s : cs->body()) translate_stmt(u, s);
+  vla_leave(u, depth, cs->getRBracLoc());
+  if (block) u.fn->items.push_back({BODY_ITEM::END_BLOCK, nullptr, make_psn(u, cs->getRBracLoc()), 0});
+}
+
 void emit(UNIT& u, NODE* t, clang::SourceLocation loc) {
   u.fn->items.push_back({BODY_ITEM::EXPR, t, make_psn(u, loc), 0});
 }
@@ -214,7 +253,7 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
   if (!s) return;
   switch (s->getStmtClass()) {
     case Stmt::CompoundStmtClass:
-      compound(u, cast<CompoundStmt>(s), true);
+      translate_compound(u, cast<CompoundStmt>(s), true);
       return;
     case Stmt::DeclStmtClass:
       declaration(u, cast<DeclStmt>(s));
@@ -249,10 +288,12 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
     }
     case Stmt::BreakStmtClass:
       if (u.fn->breaks.empty()) refuse(u, "break outside a loop or switch", s->getBeginLoc());
+      vla_release(u, u.fn->break_depths.back(), s->getBeginLoc());
       emit(u, branch_to(u.fn->breaks.back()), s->getBeginLoc());
       return;
     case Stmt::ContinueStmtClass:
       if (u.fn->continues.empty()) refuse(u, "continue outside a loop", s->getBeginLoc());
+      vla_release(u, u.fn->continue_depths.back(), s->getBeginLoc());
       emit(u, branch_to(u.fn->continues.back()), s->getBeginLoc());
       return;
     case Stmt::ReturnStmtClass:
@@ -260,13 +301,18 @@ void translate_stmt(UNIT& u, const clang::Stmt* s) {
       return;
     case Stmt::LabelStmtClass: {
       const auto* ls = cast<LabelStmt>(s);
-      emit_label(u, label_of(u, ls->getDecl()));
+      uint32_t label = label_of(u, ls->getDecl());
+      vla_note_label(u, label);
+      emit_label(u, label);
       translate_stmt(u, ls->getSubStmt());
       return;
     }
-    case Stmt::GotoStmtClass:
-      emit(u, branch_to(label_of(u, cast<GotoStmt>(s)->getLabel())), s->getBeginLoc());
+    case Stmt::GotoStmtClass: {
+      uint32_t label = label_of(u, cast<GotoStmt>(s)->getLabel());
+      vla_note_goto(u, label, s->getBeginLoc());
+      emit(u, branch_to(label), s->getBeginLoc());
       return;
+    }
     case Stmt::AttributedStmtClass:
       translate_stmt(u, cast<AttributedStmt>(s)->getSubStmt());
       return;

@@ -5,6 +5,7 @@
 #include <clang/AST/Attr.h>
 #include <clang/Basic/SourceManager.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "c2i_unit.h"
@@ -48,6 +49,26 @@ std::string unique_global_name(UNIT& u, const std::string& wanted) {
 
 namespace {
 
+// The type of a declared object or function; one too large for the address
+// space is reported with the object's name.
+TYPE* object_type(UNIT& u, const clang::ValueDecl* d) {
+  try {
+    return rill_type(u, d->getType(), d->getLocation());
+  } catch (const TOO_LARGE& t) {
+    too_large(u, "'" + d->getName().str() + "'", t.units, d->getLocation());
+  }
+}
+
+// A variable's own alignment: its type's, raised by aligned(N) or _Alignas
+// on any of its declarations or by the typedef it is declared with.
+void align_variable(UNIT& u, SYMTAB* s, const clang::VarDecl* v) {
+  uint32_t a = static_cast<uint32_t>(s->align);
+  if (!v->getType()->isIncompleteType() && !v->getType()->isVariablyModifiedType())
+    a = std::max(a, align_bits(u, v->getType(), v->getLocation()));
+  for (const clang::VarDecl* r : v->redecls()) a = std::max(a, decl_align_bits(u, r));
+  s->align = static_cast<int32_t>(a);
+}
+
 // The declaration whose type is the most complete: the definition if any.
 const clang::ValueDecl* defining_decl(const clang::ValueDecl* d) {
   if (const auto* f = llvm::dyn_cast<clang::FunctionDecl>(d)) {
@@ -83,7 +104,7 @@ SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d) {
   auto it = u.globals.find(canon);
   if (it != u.globals.end()) return it->second;
   const clang::ValueDecl* def = defining_decl(d);
-  TYPE* type = rill_type(u, def->getType(), def->getLocation());
+  TYPE* type = object_type(u, def);
   int sclass;
   uint16_t scqual = 0;
   std::string name = d->getName().str();
@@ -118,11 +139,15 @@ SYMTAB* global_symbol(UNIT& u, const clang::ValueDecl* d) {
       const clang::VarDecl* with_init = nullptr;
       if (v->getAnyInitializer(with_init) && with_init) init_decl = with_init;
     }
+    if (init_decl)
+      if (uint64_t bits = flex_object_bits(u, v->getType(), init_decl->getInit(), v->getLocation()))
+        type = flex_object_type(u, v->getType(), bits, name, v->getLocation());
     if (v->getTLSKind() != clang::VarDecl::TLS_None) refuse(u, "thread-local variable", v->getLocation());
   }
   if (u.global_names.count(name) && sclass == SC_STATIC) name = unique_global_name(u, name);
   else u.global_names.insert(name);
   SYMTAB* s = new_symbol(name, type, sclass, make_psn(u, def->getLocation()));
+  if (const auto* v = llvm::dyn_cast<clang::VarDecl>(def)) align_variable(u, s, v);
   s->scqual = scqual;
   s->sflags = SF_HAS_HOME;
   u.globals[canon] = s;
@@ -151,8 +176,9 @@ SYMTAB* local_symbol(UNIT& u, const clang::VarDecl* d) {
   auto it = u.fn->vars.find(d);
   if (it != u.fn->vars.end()) return it->second;
   check_attributes(u, d);
-  SYMTAB* s = new_symbol(d->getName().str(), rill_type(u, d->getType(), d->getLocation()), SC_LOCAL,
-                         make_psn(u, d->getLocation()));
+  TYPE* type = is_vla_object(d) ? vla_object_type(u, d) : object_type(u, d);
+  SYMTAB* s = new_symbol(d->getName().str(), type, SC_LOCAL, make_psn(u, d->getLocation()));
+  align_variable(u, s, d);
   s->lex_level = 2;
   u.fn->locals.push_back(s);
   u.fn->vars[d] = s;

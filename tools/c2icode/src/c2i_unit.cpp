@@ -36,7 +36,7 @@ void write_initialisers(UNIT& u) {
     } else {
       type = init->getType();
     }
-    std::vector<NODE*> trees = global_init_trees(u, type, init, init->getExprLoc());
+    std::vector<NODE*> trees = global_init_trees(u, type, init, init->getExprLoc(), s->type->size);
     if (trees.empty()) continue;
     u.out->if_write_init(s);
     for (NODE* t : trees) u.out->if_write_expr_node(t);

@@ -69,6 +69,19 @@ struct FUNC {
   std::vector<SWITCH_STATE*> switches;
   uint32_t next_label = 1;
   int temp_count = 0;
+  // Variable-length arrays (c2i_vla.cpp): the counts taken of each array
+  // type, the stack marks of the VLAs in scope (oldest first), the marks
+  // in scope at each label, and each goto taken from inside a VLA's scope.
+  std::map<const clang::VariableArrayType*, SYMTAB*> vla_counts;
+  std::vector<SYMTAB*> vla_marks;
+  std::vector<size_t> break_depths, continue_depths;  // VLA marks in scope at each loop or switch
+  std::map<uint32_t, std::vector<SYMTAB*>> label_marks;
+  struct GOTO_MARKS {
+    size_t item;  // the statement before the jump that may restore the stack
+    uint32_t label;
+    std::vector<SYMTAB*> marks;
+  };
+  std::vector<GOTO_MARKS> goto_marks;
 };
 
 struct UNIT {
@@ -89,6 +102,7 @@ struct UNIT {
   std::map<SYMTAB*, const clang::Expr*> init_exprs;
   std::map<SYMTAB*, const clang::VarDecl*> init_decls;
   std::set<std::string> global_names;
+  std::map<TYPE*, fkMDATA*> flex_heads;  // objects grown for a flexible member: their `head`
 
   UNIT(clang::ASTContext& c, clang::SourceManager& s) : ctx(c), sm(s) {}
 };
@@ -101,6 +115,22 @@ struct REFUSAL {
 // An error of the program that only Rill's sizes reveal: "FILE:LINE:COL: error: WHAT".
 [[noreturn]] void program_error(const UNIT& u, const std::string& what, clang::SourceLocation loc);
 
+// Rill addresses 65536 units; an object must fit below that with room to spare.
+constexpr uint64_t kAddressUnits = 65536;
+constexpr uint64_t kLargestObjectUnits = kAddressUnits - 1;
+// A type whose size leaves the address space, thrown where the type is made
+// and reported where the object it belongs to is known (`what` names the
+// type until then).
+struct TOO_LARGE {
+  std::string what;
+  uint64_t units = 0;
+  clang::SourceLocation loc;
+};
+// "FILE:LINE:COL: error: WHAT is N units, more than fit in Rill's
+// 65536-unit address space".
+std::string too_large_message(const UNIT& u, const TOO_LARGE& t);
+[[noreturn]] void too_large(const UNIT& u, const std::string& what, uint64_t units, clang::SourceLocation loc);
+
 // ---- Source positions (c2i_symbols.cpp).
 PSN* make_psn(UNIT& u, clang::SourceLocation loc);
 
@@ -111,6 +141,9 @@ uint32_t size_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
 uint32_t align_bits(UNIT& u, clang::QualType t, clang::SourceLocation where);
 const RECORD_LAYOUT& record_layout(UNIT& u, const clang::RecordDecl* rd);
 const FIELD_PLACE& field_place(UNIT& u, const clang::FieldDecl* fd);
+// The alignment that aligned(N) or _Alignas asks of a declaration, in bits;
+// 0 when it asks none.
+uint32_t decl_align_bits(UNIT& u, const clang::Decl* d);
 TYPE* int_type(int basic);  // tp->basic[...]
 TYPE* size_type();
 TYPE* ptrdiff_type();
@@ -175,18 +208,78 @@ NODE* translate_builtin(UNIT& u, const clang::CallExpr* call, unsigned id, bool&
 NODE* translate_va_arg(UNIT& u, const clang::VAArgExpr* e);
 uint32_t elem_units(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
 
+// ---- Variable-length arrays (c2i_vla.cpp).
+// The size of a type in units as a size_t tree: a constant, or the product
+// of the counts its variable-length arrays were given.
+NODE* size_units_tree(UNIT& u, clang::QualType t, clang::SourceLocation loc);
+// The units one step of a pointer (or decayed array) moves, as a tree.
+NODE* elem_size_tree(UNIT& u, clang::QualType pointer, clang::SourceLocation where);
+bool is_vla_object(const clang::VarDecl* d);
+// Takes the counts of the variable-length arrays that a declared type
+// spells out, into the temporaries later sizes use.
+void evaluate_vla_counts(UNIT& u, clang::QualType t, clang::SourceLocation loc);
+// The declaration of a VLA object: its counts, the stack mark, the storage.
+void declare_vla(UNIT& u, const clang::VarDecl* d);
+// The local that points to a VLA object's storage has this type.
+TYPE* vla_object_type(UNIT& u, const clang::VarDecl* d);
+// The VLA object itself, *a.
+NODE* vla_object(UNIT& u, const clang::VarDecl* d, SYMTAB* a);
+// Scopes: how many VLAs are in scope; leaving a scope entered at `depth`
+// restores the stack (release: without forgetting the VLAs, for a jump).
+size_t vla_depth(UNIT& u);
+void vla_release(UNIT& u, size_t depth, clang::SourceLocation loc);
+void vla_leave(UNIT& u, size_t depth, clang::SourceLocation loc);
+// gotos: the VLAs in scope at a label and at a jump; at the end of the
+// function each jump restores what it leaves behind.
+void vla_note_label(UNIT& u, uint32_t label);
+void vla_note_goto(UNIT& u, uint32_t label, clang::SourceLocation loc);
+void vla_patch_gotos(UNIT& u);
+
+// ---- GNU statement expressions (c2i_stmt_expr.cpp).
+// Whether `s` holds a statement expression, which must then run where C
+// evaluates it: the operators that decide whether or when an operand runs
+// (&&, ||, ?:, the comma) become branches around it.
+bool contains_stmt_expr(const clang::Stmt* s);
+// ({ s1; ... e; }): the statements go out where the expression stands, the
+// value stays in a temporary, which is the tree returned.
+NODE* translate_stmt_expr(UNIT& u, const clang::StmtExpr* e);
+// a && b, a || b, c ? x : y, a ?: b and a, b, with a statement expression in
+// an operand that does not always run, or runs after another: as branches
+// ahead of the statement, the value in a temporary.
+NODE* translate_sequenced(UNIT& u, const clang::Expr* e);
+
 // ---- Statements and functions (c2i_stmt.cpp, c2i_func.cpp).
 void emit(UNIT& u, NODE* tree, clang::SourceLocation loc);
 void emit_label(UNIT& u, uint32_t label);
 uint32_t new_label(UNIT& u);
 void translate_stmt(UNIT& u, const clang::Stmt* s);
+// A compound statement, with block records when it declares objects.
+void translate_compound(UNIT& u, const clang::CompoundStmt* cs, bool as_block);
+NODE* branch_to(uint32_t label);
+NODE* cbranch(NODE* cond, uint32_t label);
 void translate_function(UNIT& u, const clang::FunctionDecl* fd);
 
 // ---- Initialisers (c2i_init.cpp, c2i_local_init.cpp).
 // The trees of a static object's initialiser, in address order, ending in
-// ENDINIT; none when the object is all zero.
+// ENDINIT; none when the object is all zero. `object_bits` is the size of
+// the object, which a flexible member may make larger than its type.
 std::vector<NODE*> global_init_trees(UNIT& u, clang::QualType type, const clang::Expr* init,
-                                     clang::SourceLocation loc);
+                                     clang::SourceLocation loc, uint32_t object_bits);
+
+// ---- Flexible array members (c2i_flex.cpp).
+// The type an array member really has once `init` fills it: `declared`
+// itself unless that is `T[]` and the initialiser gives a count.
+clang::QualType flex_filled_type(UNIT& u, clang::QualType declared, const clang::Expr* init);
+// The bits an object of structure `type` needs for `init` when that fills
+// its flexible member past the structure's size; 0 otherwise.
+uint64_t flex_object_bits(UNIT& u, clang::QualType type, const clang::Expr* init, clang::SourceLocation loc);
+// The type of such an object: a structure of `bits` (rounded to the
+// alignment) whose member `head` has the declared type.
+TYPE* flex_object_type(UNIT& u, clang::QualType type, uint64_t bits, const std::string& name,
+                       clang::SourceLocation loc);
+// `object` (a NAME) as the declared structure: its head when it is such an
+// object, else itself.
+NODE* flex_head(UNIT& u, NODE* object, TYPE* declared);
 // Statements that give the object `target` (a NAME) its initial value.
 void init_lvalue(UNIT& u, NODE* target, clang::QualType type, const clang::Expr* init,
                  clang::SourceLocation loc);

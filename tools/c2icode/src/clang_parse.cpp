@@ -24,7 +24,8 @@ namespace {
 
 // Clang's diagnostics, less its verdict on static assertions: Clang
 // measures sizes in its own bytes, so the translator judges them again on
-// Rill's. Errors are counted here for the same reason.
+// Rill's. Errors are counted here for the same reason, and here what GNU C
+// only warns about is a warning.
 class RILL_DIAGNOSTICS : public clang::DiagnosticConsumer {
  public:
   RILL_DIAGNOSTICS(llvm::raw_ostream& os, clang::DiagnosticOptions* opts) : printer_(os, opts) {}
@@ -37,6 +38,10 @@ class RILL_DIAGNOSTICS : public clang::DiagnosticConsumer {
     unsigned id = info.getID();
     if (id == clang::diag::err_static_assert_failed || id == clang::diag::err_static_assert_requirement_failed)
       return;
+    // GNU C accepts "return;" in a function that returns a value, with a
+    // warning; the caller then sees an unspecified value (0 on Rill).
+    if (id == clang::diag::ext_return_missing_expr || id == clang::diag::warn_return_missing_expr)
+      level = clang::DiagnosticsEngine::Warning;
     clang::DiagnosticConsumer::HandleDiagnostic(level, info);
     if (level >= clang::DiagnosticsEngine::Error) ++errors;
     printer_.HandleDiagnostic(level, info);

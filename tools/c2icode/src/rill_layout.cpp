@@ -15,19 +15,7 @@ namespace {
 
 uint32_t round_up(uint32_t v, uint32_t a) { return a ? (v + a - 1) / a * a : v; }
 
-uint32_t aligned_attr_bits(UNIT& u, const clang::Decl* d) {
-  uint32_t best = 0;
-  for (const auto* a : d->specific_attrs<clang::AlignedAttr>()) {
-    if (a->isAlignmentExpr() && !a->getAlignmentExpr()) {
-      best = std::max(best, 4 * kUnitBits);  // "aligned" alone: the largest useful alignment
-      continue;
-    }
-    if (!a->isAlignmentExpr()) refuse(u, "alignment given by a type", a->getLocation());
-    int64_t n = eval_int(u, a->getAlignmentExpr(), "alignment");
-    best = std::max(best, static_cast<uint32_t>(n) * kUnitBits);
-  }
-  return best;
-}
+uint32_t aligned_attr_bits(UNIT& u, const clang::Decl* d) { return decl_align_bits(u, d); }
 
 void lay_out(UNIT& u, const clang::RecordDecl* rd, RECORD_LAYOUT& lay) {
   const bool is_union = rd->isUnion();
@@ -84,6 +72,8 @@ void lay_out(UNIT& u, const clang::RecordDecl* rd, RECORD_LAYOUT& lay) {
         place.offset = offset;
         offset += tsize;
         size = offset;
+        if (size > kLargestObjectUnits * kUnitBits)
+          throw TOO_LARGE{std::string("struct '") + rd->getName().str() + "'", size / kUnitBits, rd->getLocation()};
       }
       align = std::max(align, falign);
     }
@@ -102,10 +92,30 @@ void lay_out(UNIT& u, const clang::RecordDecl* rd, RECORD_LAYOUT& lay) {
   align = std::max(align, aligned_attr_bits(u, rd));
   lay.align = align;
   lay.size = round_up(size, align);
-  if (lay.size > 0xffffu * kUnitBits) refuse(u, "object larger than the address space", rd->getLocation());
+  if (lay.size > kLargestObjectUnits * kUnitBits)
+    throw TOO_LARGE{std::string(is_union ? "union '" : "struct '") + rd->getName().str() + "'", lay.size / kUnitBits,
+                    rd->getLocation()};
 }
 
 }  // namespace
+
+uint32_t decl_align_bits(UNIT& u, const clang::Decl* d) {
+  uint32_t best = 0;
+  for (const auto* a : d->specific_attrs<clang::AlignedAttr>()) {
+    if (a->isAlignmentExpr() && !a->getAlignmentExpr()) {
+      best = std::max(best, 4 * kUnitBits);  // "aligned" alone: the largest useful alignment
+      continue;
+    }
+    if (!a->isAlignmentExpr()) {
+      // _Alignas(type)
+      best = std::max(best, align_bits(u, a->getAlignmentType()->getType(), a->getLocation()));
+      continue;
+    }
+    int64_t n = eval_int(u, a->getAlignmentExpr(), "alignment");
+    best = std::max(best, static_cast<uint32_t>(n) * kUnitBits);
+  }
+  return best;
+}
 
 const RECORD_LAYOUT& record_layout(UNIT& u, const clang::RecordDecl* rd) {
   if (const clang::RecordDecl* def = rd->getDefinition()) rd = def;

@@ -3,6 +3,8 @@
 // 32-bit int, long, long long and floating types, 16-bit pointers).
 #include <clang/AST/Type.h>
 
+#include <algorithm>
+
 #include "c2i_unit.h"
 
 namespace c2i {
@@ -104,7 +106,8 @@ TYPE* rill_unqualified(UNIT& u, clang::QualType t, clang::SourceLocation where) 
       TYPE* elem = rill_type(u, at->getElementType(), where);
       uint64_t count = at->getSize().getZExtValue();
       uint64_t bits = count * elem->size;
-      if (bits > 0xffffu * kUnitBits) refuse(u, "object larger than the address space", where);
+      if (bits > kLargestObjectUnits * kUnitBits)
+        throw TOO_LARGE{"an array of type '" + t.getAsString() + "'", bits / kUnitBits, where};
       r = tp->mk_array(elem, static_cast<uint32_t>(count), static_cast<uint32_t>(bits), elem->align,
                        false, true);
       break;
@@ -114,8 +117,12 @@ TYPE* rill_unqualified(UNIT& u, clang::QualType t, clang::SourceLocation where) 
       r = tp->mk_array(elem, 0, 0, elem->align, false, false);
       break;
     }
-    case clang::Type::VariableArray:
-      refuse(u, "variable-length array", where);
+    case clang::Type::VariableArray: {
+      // Its size lives in the trees (size_units_tree); the type has none.
+      TYPE* elem = rill_type(u, llvm::cast<clang::VariableArrayType>(c)->getElementType(), where);
+      r = tp->mk_array(elem, 0, 0, elem->align, false, false);
+      break;
+    }
     case clang::Type::FunctionProto:
     case clang::Type::FunctionNoProto:
       r = function_type(u, llvm::cast<clang::FunctionType>(c), where);
@@ -148,6 +155,7 @@ uint32_t size_bits(UNIT& u, clang::QualType t, clang::SourceLocation where) {
   // GNU C: void and functions have size 1.
   if (c->isVoidType() || c->isFunctionType()) return kUnitBits;
   if (c->isIncompleteType()) refuse(u, "size of an incomplete type", where);
+  if (c->isVariablyModifiedType() && c->isArrayType()) refuse(u, "constant size of a variable-length array", where);
   return rill_unqualified(u, c, where)->size;
 }
 
@@ -155,7 +163,12 @@ uint32_t align_bits(UNIT& u, clang::QualType t, clang::SourceLocation where) {
   clang::QualType c = t.getCanonicalType();
   if (c->isVoidType() || c->isFunctionType()) return kUnitBits;
   TYPE* r = rill_unqualified(u, c, where);
-  return r->align ? r->align : kUnitBits;
+  uint32_t a = r->align ? r->align : kUnitBits;
+  // A typedef may raise the alignment of the type it names.
+  for (const clang::TypedefType* td = t->getAs<clang::TypedefType>(); td;
+       td = td->getDecl()->getUnderlyingType()->getAs<clang::TypedefType>())
+    a = std::max(a, decl_align_bits(u, td->getDecl()));
+  return a;
 }
 
 TYPE* int_type(int basic) { return tp->basic[basic]; }
