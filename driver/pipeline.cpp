@@ -16,6 +16,7 @@
 #include "options/option_sets.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/loop.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
 
@@ -51,6 +52,8 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"simpcfg(false, false)", [] { simpcfg(false, false); }},
       {"simpcfg(true, false)", [] { simpcfg(true, false); }},
       {"optimize_SWITCH_cases", optimize_SWITCH_cases},
+      {"restructure_loops", restructure_loops},
+      {"rotate_loops", rotate_loops},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},
       {"restore_global_flags", restore_global_flags},
