@@ -44,13 +44,24 @@ bool cell_in_block(const BBLK* bb, const LIST* cell) {
   return false;
 }
 
-// The counter of ours (setup and step) goes with the test it fed.
+int uses_in_function(const SYMTAB* sym) {
+  int n = 0;
+  for (BBLK* b = cfg.bb_list; b; b = b->dflink)
+    for (LIST* l = b->statements; l; l = l->next) n += count_symbol(l->tree, sym);
+  return n;
+}
+
+// The counter of ours goes with the test it fed: its step, and its setup
+// unless something else (a final value computed from it) still reads it.
 void drop_down_counter(COUNTED_LOOP& cl) {
-  if (!cl.down || cl.down == cl.var || !is_down_counter(cl.down)) return;
-  if (cl.down_step && cell_in_block(cl.tail, cl.down_step)) unlink_and_erase(cl.tail, cl.down_step);
-  if (cl.down_setup && cell_in_block(cl.down_setup_block, cl.down_setup))
+  if (!cl.down || !is_down_counter(cl.down)) return;
+  BBLK* step_block = cl.down == cl.var ? cl.update_block : cl.tail;
+  if (cl.down_step && cell_in_block(step_block, cl.down_step)) unlink_and_erase(step_block, cl.down_step);
+  cl.down_step = nullptr;
+  if (!cl.down_setup || !cell_in_block(cl.down_setup_block, cl.down_setup)) return;
+  if (uses_in_function(cl.down) == count_symbol(cl.down_setup->tree, cl.down))
     unlink_and_erase(cl.down_setup_block, cl.down_setup);
-  cl.down_step = cl.down_setup = nullptr;
+  cl.down_setup = nullptr;
 }
 
 bool copyable(const NODE* t) {
@@ -114,10 +125,14 @@ bool run_once(COUNTED_LOOP& cl) {
 bool unroll(COUNTED_LOOP& cl) {
   BBLK* head = cl.head;
   if (head != cl.tail || cl.loop->inner || head->pinned) return false;
-  // The body: every statement but the test and our counter's step.
+  // The body: every statement but the test and the step of our counter,
+  // which nothing else reads; a counter of the program's steps in every copy.
+  bool ours = cl.down && cl.down_step && cl.down_setup && is_down_counter(cl.down) &&
+              cell_in_block(head, cl.down_step) && cell_in_block(cl.down_setup_block, cl.down_setup);
+  LIST* step = ours ? cl.down_step : nullptr;
   std::vector<LIST*> body;
   for (LIST* l = head->statements; l && l->next; l = l->next) {
-    if (l == cl.down_step) continue;
+    if (l == step) continue;
     if (!copyable(l->tree)) return false;
     body.push_back(l);
   }
@@ -133,10 +148,7 @@ bool unroll(COUNTED_LOOP& cl) {
   long total = static_cast<long>(n.as_int64());
   long excess = total % factor;
   dprintf("\t>>> Unrolling the loop by a factor of %ld (excess=%ld).\n\n", factor, excess);
-  bool ours = cl.down && cl.down_step && cl.down_setup;
-  // The new pass: `factor` bodies, then our step once (or the user's steps in
-  // every copy), then the test.
-  LIST* step = cl.down_step;
+  // The new pass: `factor` bodies, then our step once, then the test.
   LIST* test = last_cell(head);
   LIST* kept = nullptr;
   LIST** kt = &kept;

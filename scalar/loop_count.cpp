@@ -78,10 +78,19 @@ struct TEST {
 // way `sense` is taken. The counter is the side that reads `want` (or, with
 // `want` null, a variable the loop assigns).
 bool read_test(NODE* cond, bool sense, const SYMTAB* want, struct LOOP* loop, TEST& t) {
-  if (!cond || tree_has_side_effects(cond) || !is_relop(cond->op) || !cond->left || !cond->right) return false;
+  if (!cond || tree_has_side_effects(cond)) return false;
   int rel = cond->op;
   NODE* l = cond->left;
   NODE* r = cond->right;
+  // A counter tested for truth: `i` is i != 0, `!i` is i == 0.
+  NODE* alone = cond->op == EXCLAIM ? cond->left : cond;
+  if (alone && (alone->op == NAME || (alone->op == SCONV && alone->left && alone->left->op == NAME)) &&
+      simp::is_int_type(alone->type)) {
+    rel = cond->op == EXCLAIM ? EQ : NEQ;
+    l = alone;
+    r = mk_ICON(INT65(0), alone->type);
+  }
+  if (!is_relop(rel) || !l || !r) return false;
   auto is_counter = [&](NODE* side, int as_rel) {
     SYMTAB* s = counter_of_operand(side, as_rel);
     if (!s) return false;

@@ -142,7 +142,8 @@ bool install_down_counter(COUNTED_LOOP& cl) {
     } else if (!loop->multi_exit) {
       // Nothing in the loop reads it: it may take its final value at once.
       TYPE* vt = cl.var_type;
-      NODE* steps = maketree(MULT, coerce_to_type(vt, mk_NAME(c, scope)), mk_ICON(cl.step, vt), vt, scope);
+      NODE* steps = cl.count_known ? mk_ICON(cl.count_value * cl.step, vt)
+                                   : maketree(MULT, coerce_to_type(vt, mk_NAME(c, scope)), mk_ICON(cl.step, vt), vt, scope);
       NODE* final_value = maketree(PLUS, mk_NAME(cl.var, scope), steps, vt, scope);
       NODE* store = simp_tree(mk_ASG(mk_NAME(cl.var, scope), final_value), nullptr, nullptr);
       if (store) cell_before_transfer(cl.preheader, store);
