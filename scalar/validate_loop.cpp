@@ -103,10 +103,12 @@ void check_one(struct LOOP* loop, FILE* f, const std::set<const BBLK*>& live, CO
   }
 }
 
+// Inner loops first, so that a block left without <loop> goes back to the
+// innermost loop that holds it.
 void check_tree(struct LOOP* loop, FILE* f, const std::set<const BBLK*>& live, COUNTS& n, int recurse) {
+  if (recurse)
+    for (LOOPLIST* c = loop->inner; c; c = c->next) check_tree(c->loop, f, live, n, recurse);
   check_one(loop, f, live, n);
-  if (!recurse) return;
-  for (LOOPLIST* c = loop->inner; c; c = c->next) check_tree(c->loop, f, live, n, recurse);
 }
 
 }  // namespace
