@@ -184,6 +184,26 @@ bool linear(NODE* t, struct LOOP* loop, const TYPE* vt, const SYMTAB* v, INT65 s
   return true;
 }
 
+// The constant the variable holds on the way into the loop, when the
+// blocks in front (with no other way in) store one last.
+bool entry_constant(struct LOOP* loop, const SYMTAB* v, NODE*& value) {
+  BBLK* b = loop->preheader;
+  for (int hop = 0; b && hop < 6; ++hop) {
+    std::vector<LIST*> cells;
+    for (LIST* l = b->statements; l && l->next; l = l->next) cells.push_back(l);
+    for (size_t i = cells.size(); i-- > 0;) {
+      NODE* t = cells[i]->tree;
+      if (!count_stores(t, v)) continue;
+      if (t->op != ASG || t->left->op != NAME || t->left->sym != v || !t->right || t->right->op != ICON) return false;
+      value = t->right;
+      return true;
+    }
+    if (edge_length(b->predecessors) != 1 || b == cfg.bb_list) return false;
+    b = b->predecessors->bb;
+  }
+  return false;
+}
+
 bool fits(const INT65& v, const TYPE* t) { return truncate_to_type(v, t) == v || sign_extend_by_type(truncate_to_type(v, t), t) == v; }
 
 bool try_deltafy_candidate(struct LOOP* outer, struct LOOP* inner, COUNTED_LOOP& ci, LIST* reset) {
@@ -322,8 +342,10 @@ bool try_deltafy_candidate(struct LOOP* outer, struct LOOP* inner, COUNTED_LOOP&
   }
   // On the way in, v is set so that the first pass's step gives the value
   // the reset gave; in the loop the reset becomes the step.
-  NODE* first = delta_zero ? copy_tree(e, false)
-                           : maketree(MINUS, copy_tree(e, false), copy_tree(delta, false), vt, scope);
+  NODE* start = nullptr;
+  NODE* reset_value = entry_constant(outer, lin.iv, start) ? subst_symbol(e, lin.iv, copy_tree(start, false))
+                                                          : copy_tree(e, false);
+  NODE* first = delta_zero ? reset_value : maketree(MINUS, reset_value, copy_tree(delta, false), vt, scope);
   NODE* init = simp_tree(mk_ASG(mk_NAME(v, scope), first), nullptr, nullptr);
   if (init) insert_stmt_before_stmt_in_bb(init, nullptr, pre, pre->last_psn);
   if (delta_zero) {

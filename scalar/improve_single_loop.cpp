@@ -101,18 +101,8 @@ bool delete_never_run(COUNTED_LOOP& cl) {
   return true;
 }
 
-void fold_guard(COUNTED_LOOP& cl) {
-  if (!cl.guard || !cl.guard_always) return;
-  NODE* gi = last_stmt(cl.guard);
-  if (!gi || gi->op != IF) return;
-  dprintf("\tThe guard of the loop [%d-%d] always holds.\n", cl.head->dfn, cl.tail->dfn);
-  turn_into_BRANCH(cl.guard, if_label(gi, cl.guard_sense), true);
-  touch_block(cl.guard);
-}
-
 bool run_once(COUNTED_LOOP& cl) {
   dprintf("\tThe loop [%d-%d] runs once: its test goes.\n", cl.head->dfn, cl.tail->dfn);
-  fold_guard(cl);
   NODE* ti = cl.test_if;
   bool exit_when_true = if_target(ti, true) == cl.exit;
   turn_into_BRANCH(cl.tail, if_label(ti, exit_when_true), true);
@@ -202,11 +192,21 @@ bool unroll(COUNTED_LOOP& cl) {
     cl.test_if = last_stmt(head);
     return run_once(cl);
   }
-  fold_guard(cl);
   return true;
 }
 
 }  // namespace
+
+bool fold_loop_guard(COUNTED_LOOP& cl) {
+  if (!cl.guard || !cl.guard_always || block_touched(cl.guard)) return false;
+  NODE* gi = last_stmt(cl.guard);
+  if (!gi || gi->op != IF) return false;
+  dprintf("\tThe guard of the loop [%d-%d] always holds.\n", cl.head->dfn, cl.tail->dfn);
+  turn_into_BRANCH(cl.guard, if_label(gi, cl.guard_sense), true);
+  touch_block(cl.guard);
+  cl.guard = nullptr;
+  return true;
+}
 
 long loop_unrolling_factor(LIST* stmts, const INT65& count) {
   int cost = 0, size = 0;
@@ -237,10 +237,5 @@ bool improve_single_loop(BBLK* head) {
   INT65 n = cl->count_value;
   if (n.is_zero()) return cl->guard && delete_never_run(*cl);
   if (n == INT65(1)) return run_once(*cl);
-  if (unroll(*cl)) return true;
-  if (cl->guard_always) {
-    fold_guard(*cl);
-    return true;
-  }
-  return false;
+  return unroll(*cl);
 }

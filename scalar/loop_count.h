@@ -77,6 +77,9 @@ void forget_touched_blocks();
 // None of the blocks the analysis of the loop rests on was edited.
 bool counted_loop_untouched(const COUNTED_LOOP& cl);
 
+// A test in front of the loop that always lets it in goes.
+bool fold_loop_guard(COUNTED_LOOP& cl);
+
 // Down counters this pass made in the current function: each is set before
 // its loop to a value of at least 1.
 void note_down_counter(SYMTAB* sym);

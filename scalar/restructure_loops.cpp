@@ -164,6 +164,7 @@ bool install_down_counter(COUNTED_LOOP& cl) {
 
 struct ROUND {
   std::vector<struct LOOP*> counted;
+  std::vector<SYMTAB*> dropped;  // loop variables that lost their steps
   bool changed = false;
 };
 
@@ -174,7 +175,10 @@ void restructure_one(struct LOOP* l, void* data) {
           l->tail->dfn, l->preheader->dfn);
   COUNTED_LOOP cl;
   if (!analyze_counted_loop(l, cl, true)) return;
+  if (fold_loop_guard(cl)) r->changed = true;
+  SYMTAB* var = cl.var;
   if (install_down_counter(cl)) r->changed = true;
+  if (!cl.update && var) r->dropped.push_back(var);
   remember_counted_loop(cl);
   r->counted.push_back(l);
 }
@@ -202,10 +206,15 @@ void restructure_loops() {
     forget_touched_blocks();
     ROUND r;
     loops_inside_out(loop_root, restructure_one, &r);
+    check_loops_after("restructure_loops");
     changed |= r.changed;
     for (struct LOOP* l : r.counted) changed |= improve_single_loop(l->head);
+    drop_stores_of_unread(r.dropped);
     forget_counted_loops();
     erase_loop_hierarchy();
+    // The tests changed: which blocks sit between two like tests is for
+    // simpcfg to find again.
+    for (BBLK* b = cfg.bb_list; b; b = b->dflink) b->cond_path = 0;
     note_not_built("elim_dead_assigns in restructure_loops");
     simpcfg(false, false);
     note_not_built("fast_CP in restructure_loops");

@@ -137,7 +137,8 @@ int validate_loop(struct LOOP* loop, int recurse) {
 
 void check_loops_after(const char* pass) {
   if (!loop_root) return;
-  if (!loop_validate_always && !cfg_validate_always && !pass_debug("validate_loop")) return;
+  if (!loop_validate_always && !cfg_validate_always && !pass_debug("validate_loop") && !pass_debug("validate_cfg"))
+    return;
   dprintf("~~~#VLOOP#1 after %s\n", pass);
   if (validate_loop(loop_root, 1)) {
     fprintf(stderr, "!!! Opt error in %s(): the loop hierarchy is broken !!!\n", pass);
