@@ -626,8 +626,11 @@ class ANALYSIS {
       if (u_tree) {
         NODE* dist = simp_tree(distance(u_tree), nullptr, nullptr);
         exact = integer_DIV_is_exact(dist, d);
-        INT65 span = cl_.hi - cl_.lo + INT65(1);
-        fits = span <= (INT65(1) << 31);
+        // The largest distance must fit a signed counter that runs past 0.
+        bool up = !cl_.step.is_negative();
+        INT65 from = cl_.entry_known ? to_line(cl_.entry) : (up ? cl_.lo : cl_.hi);
+        INT65 far = up ? bmax_ - from : from - bmin_;
+        fits = far + INT65(1) <= (INT65(1) << 31) - INT65(1);
         if ((exact || fits) && dist) {
           if (verbose_)
             dprintf("\tUsing loop_increment %s to avoid DIV: %s\n", int2text(d, nullptr, -1, 10).c_str(),
