@@ -193,7 +193,10 @@ void restructure_loops() {
     bool changed = false;
     rebuildcfg();
     build_loop_hierarchy(true, true, false, -1);
-    if (!loop_root || loop_root->irreducible) break;
+    if (!loop_root || loop_root->irreducible) {
+      check_loops_after("build_loop_hierarchy");
+      break;
+    }
     PASS_STATE pre;
     loops_inside_out(loop_root, make_preheaders, &pre);
     if (pre.changed) {
