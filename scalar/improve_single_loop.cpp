@@ -64,6 +64,11 @@ void drop_down_counter(COUNTED_LOOP& cl) {
   cl.down_setup = nullptr;
 }
 
+// Markers of the loop itself: they stay once, in front of the copies.
+bool stays_in_place(const NODE* t) {
+  return t && (t->op == PPRAGMA || t->op == LOOP || (t->op == ASM && t->value.as_int64() == 47));
+}
+
 bool copyable(const NODE* t) {
   if (!t) return false;
   if (t->op == PPRAGMA || t->op == LOOP || t->op == LABELDEF) return false;
@@ -122,7 +127,7 @@ bool unroll(COUNTED_LOOP& cl) {
   LIST* step = ours ? cl.down_step : nullptr;
   std::vector<LIST*> body;
   for (LIST* l = head->statements; l && l->next; l = l->next) {
-    if (l == step) continue;
+    if (l == step || stays_in_place(l->tree)) continue;
     if (!copyable(l->tree)) return false;
     body.push_back(l);
   }
