@@ -570,7 +570,10 @@ class ANALYSIS {
       INT65 u0 = to_line(cl_.entry);
       if (!guarded_count(counter_at_entry(), cl_.entry_known ? &u0 : nullptr, n, div_needed)) return not_predictable();
     } else if (cl_.entry_known) {
-      // Bottom-tested with nothing in front: the first pass always runs.
+      // Bottom-tested with nothing in front: the first pass always runs,
+      // and the bound, read first after it, must not stop the program
+      // when it is read before.
+      if (tree_may_trap(cl_.bound)) return not_predictable();
       INT65 x1 = truncate_to_type(cl_.entry + s, cl_.var_type);
       INT65 u1 = to_line(x1);
       // Does the second pass run, for every bound the test may meet?
@@ -712,40 +715,62 @@ bool find_loop_step(struct LOOP* loop, const SYMTAB* sym, LIST*& cell, BBLK*& bl
 
 bool plain_integer_variable(const SYMTAB* sym) { return counter_symbol_ok(sym); }
 
-void drop_stores_of_unread(const std::vector<SYMTAB*>& syms) {
-  for (SYMTAB* v : syms) {
-    bool read = false;
-    for (BBLK* b = cfg.bb_list; b && !read; b = b->dflink)
-      for (LIST* l = b->statements; l && !read; l = l->next) {
-        NODE* t = l->tree;
-        int all = count_symbol(t, v);
-        if (!all) continue;
-        read = !(t->op == ASG && t->left->op == NAME && t->left->sym == v && all == 1);
-      }
-    if (read) continue;
-    for (BBLK* b = cfg.bb_list; b; b = b->dflink)
-      for (LIST* l = b->statements; l; l = l->next) {
-        NODE* t = l->tree;
-        if (!t || t->op != ASG || t->left->op != NAME || t->left->sym != v) continue;
-        NODE* rest = peel_for_effect(t->right);
-        t->right = nullptr;
-        erase_tree(t);
-        l->tree = rest ? rest : mk_ICON(INT65(0), simp::int_type());
-      }
-    // Statements left as bare constants go.
-    for (BBLK* b = cfg.bb_list; b; b = b->dflink)
-      for (LIST** p = &b->statements; *p;) {
-        if ((*p)->tree && (*p)->tree->op == ICON && (*p)->next) {
-          LIST* gone = *p;
-          *p = gone->next;
-          gone->next = nullptr;
-          erase_tree_list(gone);
-        } else {
-          p = &(*p)->next;
-        }
-      }
-    dprintf("\tThe stores of %s, which nothing reads, are gone.\n", v->name);
+namespace {
+
+// Each occurrence of the candidates, as a read or as the target of a
+// statement that only stores them.
+void tally_reads(const NODE* t, const std::set<const SYMTAB*>& cands, std::set<const SYMTAB*>& read) {
+  for (; t; t = t->right) {
+    if (t->op == NAME && cands.count(t->name_symbol())) read.insert(t->name_symbol());
+    if (t->op == CSE_DUPE) return;
+    tally_reads(t->left, cands, read);
   }
+}
+
+bool plain_store_of(const NODE* t, const std::set<const SYMTAB*>& syms) {
+  return t && t->op == ASG && t->left && t->left->op == NAME && syms.count(t->left->name_symbol());
+}
+
+}  // namespace
+
+void drop_stores_of_unread(const std::vector<SYMTAB*>& syms) {
+  if (syms.empty()) return;
+  std::set<const SYMTAB*> cands(syms.begin(), syms.end());
+  std::set<const SYMTAB*> read;
+  for (BBLK* b = cfg.bb_list; b; b = b->dflink)
+    for (LIST* l = b->statements; l; l = l->next) {
+      const NODE* t = l->tree;
+      if (plain_store_of(t, cands)) tally_reads(t->right, cands, read);
+      else tally_reads(t, cands, read);
+    }
+  std::set<const SYMTAB*> dead;
+  for (const SYMTAB* v : cands)
+    if (!read.count(v)) dead.insert(v);
+  if (dead.empty()) return;
+  for (BBLK* b = cfg.bb_list; b; b = b->dflink)
+    for (LIST** p = &b->statements; *p;) {
+      LIST* cell = *p;
+      NODE* t = cell->tree;
+      if (!plain_store_of(t, dead) || !cell->next) {
+        p = &cell->next;
+        continue;
+      }
+      NODE* rest = peel_for_effect(t->right);
+      t->right = nullptr;
+      erase_tree(t);
+      if (rest) {
+        cell->tree = rest;
+        p = &cell->next;
+      } else {
+        *p = cell->next;
+        cell->next = nullptr;
+        cell->tree = nullptr;
+        erase_tree_list(cell);
+      }
+    }
+  std::set<const SYMTAB*> told;
+  for (const SYMTAB* v : syms)
+    if (dead.count(v) && told.insert(v).second) dprintf("\tThe stores of %s, which nothing reads, are gone.\n", v->name);
 }
 
 bool analyze_counted_loop(struct LOOP* loop, COUNTED_LOOP& cl, bool verbose) {

@@ -221,6 +221,7 @@ void restructure_loops() {
     note_not_built("elim_dead_assigns in restructure_loops");
     simpcfg(false, false);
     note_not_built("fast_CP in restructure_loops");
+    rebuildcfg();
     build_minimal_loop_hierarchy();
     if (loop_root && !loop_root->irreducible) changed |= improve_nested_loops(round, 0);
     forget_counted_loops();
