@@ -1,12 +1,14 @@
 #include "driver/checking.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "driver/globals.h"
 #include "driver/pass_table.h"
 #include "ir/opt_expr.h"
 #include "options/keywords.h"
 #include "scalar/cfg.h"
+#include "scalar/loop.h"
 #include "scalar/validate_trees.h"
 
 namespace {
@@ -19,6 +21,18 @@ ABSENT_OPS absent_now{};
 
 void check_trees(CHECK_REPORT& r) { validate_trees(absent_now, r); }
 void check_cfg(CHECK_REPORT& r) { validate_cfg(r); }
+
+bool loops_exist() { return loop_root != nullptr && cfg.bb_list != nullptr; }
+void check_loops(CHECK_REPORT& r) {
+  char* text = nullptr;
+  size_t size = 0;
+  FILE* f = open_memstream(&text, &size);
+  int errors = f ? validate_loop_into(loop_root, 1, f) : 0;
+  if (f) fclose(f);
+  if (text) r.log += text;
+  free(text);
+  if (errors) r.error(false, "the loop hierarchy has %d uncorrected errors", errors);
+}
 
 void note_pass_ran(const std::string& base) {
   for (const ABSENT_OPS_RULE& rule : absent_ops_rules())
@@ -37,6 +51,7 @@ std::vector<CHECKER>& checkers() {
   static std::vector<CHECKER> list = {
       {"validate_cfg", graph_exists, check_cfg},
       {"validate_trees", function_exists, check_trees},
+      {"validate_loop", loops_exist, check_loops},
   };
   return list;
 }

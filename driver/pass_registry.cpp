@@ -15,6 +15,7 @@
 #include "ir/symbol.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/loop.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
 
@@ -79,7 +80,7 @@ const std::vector<PASS_DEF>& pass_registry() {
       not_built<int>("copyprop"),
       not_built("annotate_cfg"),
       not_built("gcse"),
-      not_built("restructure_loops"),
+      pass("restructure_loops", restructure_loops),
       not_built("expand_cluster_refs"),
       not_built("merge_symbols"),
       not_built("LIR mid run"),
@@ -98,7 +99,7 @@ const std::vector<PASS_DEF>& pass_registry() {
       not_built<int, int>("elim_dead_assigns"),
       not_built("fold_ANDBASGs"),
       not_built("do_dd_analysis_for_be"),
-      not_built("rotate_loops"),
+      pass("rotate_loops", rotate_loops),
       not_built("straighten_traces_in_cfg"),
       not_built("finalize_dd_edges"),
       // The pre-pass.
