@@ -16,6 +16,8 @@
 #include "options/option_sets.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/deadasg.h"
+#include "scalar/regalloc.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
 
@@ -51,6 +53,10 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"simpcfg(false, false)", [] { simpcfg(false, false); }},
       {"simpcfg(true, false)", [] { simpcfg(true, false); }},
       {"optimize_SWITCH_cases", optimize_SWITCH_cases},
+      {"elim_dead_assigns(0, 0)", [] { elim_dead_assigns(0, 0); }},
+      {"merge_symbols", merge_symbols},
+      {"init_reg_defs", init_reg_defs},
+      {"allocate_regs", allocate_regs},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},
       {"restore_global_flags", restore_global_flags},

@@ -14,6 +14,9 @@ void elim_dead_assigns(int mode, int delay);
 // next statement reads once, and that nothing reads later, goes straight
 // into that statement.
 void combine_assignments(LIST* list);
+// The same for the statements of `bb`, whose sets it uses; true when it
+// combined something.
+bool combine_assignments_in_bb(BBLK* bb);
 // The local part of elim_dead_assigns for one block, with the sets of the
 // last find_live_variables; true when it deleted something.
 bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP* loop);

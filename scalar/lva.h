@@ -28,6 +28,11 @@ SYMTAB* lva_candidate(int index);
 // One of the block's vectors; null for a block made after the last run.
 BITVEC* lva_set(const BBLK* bb, LVA_SET which);
 
+// Recomputes the sets of one block from its statements and the IN sets of
+// its successors, making them for a block that has none: for a pass that
+// has changed one block and knows that no set elsewhere changed with it.
+void lva_refresh_block(BBLK* bb);
+
 // What one statement does to the candidates, in the order it does it.
 // MAYDEF is a store that happens on some evaluations only (under QUEST,
 // ANDAND, OROR): it neither reads nor surely kills the variable.
