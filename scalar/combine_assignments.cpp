@@ -66,8 +66,10 @@ bool try_combine(LIST* a, LIST* b, const BITVEC* live_after_b) {
   bool transfer = s->op == IF || s->op == SWITCH || s->op == CBRANCH;
   NODE* result = simp_tree(moved);
   // A transfer must keep its shape and its targets: the edges stay as
-  // they are.
-  if (!result || (transfer && (result->op != s->op || targets_of(result) != targets_of(s)))) {
+  // they are. A test that became constant is the flow-graph clean-up's to
+  // fold, together with the dead code behind it.
+  if (!result || (transfer && (result->op != s->op || targets_of(result) != targets_of(s) ||
+                               simp::is_const_like(result->left)))) {
     erase_tree(result);
     return false;
   }

@@ -41,10 +41,10 @@ long line_of(const LIST* cell) { return cell->psn ? static_cast<long>(cell->psn-
 void delete_store(LIST* cell, BITVEC* live) {
   NODE* t = cell->tree;
   NODE* value = t->op == PLUSPLUS || t->op == MINMIN ? nullptr : t->right;
-  t->right = nullptr;
   bool effect = tree_has_side_effects(value);
   if (print_debug && fdebug)
     fprintf(fdebug, "\n(%ld) DEAD ASSIGNMENT (eda):  %s, Effect? %d\n", line_of(cell), stmt2infix(t), effect ? 1 : 0);
+  t->right = nullptr;
   erase_tree(t);
   cell->tree = nullptr;
   LIST* after = cell->next;
@@ -100,7 +100,8 @@ bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP*) {
 
 void elim_dead_assigns(int mode, int delay) {
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'elim_dead_assigns' ----------\n");
-  if (!currfuninfo || !cfg.bb_list) return;
+  // Level 0 keeps every statement as it is written.
+  if (!currfuninfo || !cfg.bb_list || opt_level < 1) return;
   for (int round = 0; round < kMaxRounds; ++round) {
     find_live_variables(mode, false);
     if (lva_candidate_count() == 0) return;

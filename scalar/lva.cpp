@@ -15,6 +15,7 @@
 #include "ir/opt_expr.h"
 #include "ir/symbol.h"
 #include "ir/types.h"
+#include "options/global_flags.h"
 #include "scalar/cfg.h"
 #include "scalar/simp.h"
 #include "ssa/alias.h"
@@ -381,7 +382,8 @@ void find_live_variables(int mode, bool flag) {
   std::vector<BBLK*> blocks;
   for (BBLK* b = cfg.bb_list; b; b = b->dflink) {
     blocks.push_back(b);
-    drop_statements_without_effect(b);
+    // Level 0 keeps every statement as it is written.
+    if (opt_level > 0) drop_statements_without_effect(b);
   }
   number_candidates(flag);
   int n = lva_candidate_count();
