@@ -107,10 +107,11 @@ void elim_dead_assigns(int mode, int delay) {
     if (lva_candidate_count() == 0) return;
     bool changed = false;
     for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
-      // A combined statement may simplify to a bare read, which the next
-      // round's clean-up drops.
-      changed |= combine_assignments_in_bb(bb);
+      // Dead stores go first, so that no value is combined into a store
+      // that dies. A combined statement may simplify to a bare read, which
+      // the next round's clean-up drops.
       changed |= elim_locally_dead_assignments_in_bb(bb, nullptr);
+      changed |= combine_assignments_in_bb(bb);
     }
     if (!changed) break;
   }
