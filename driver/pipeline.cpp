@@ -20,6 +20,7 @@
 #include "scalar/regalloc.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
+#include "scalar/superblocks.h"
 
 namespace {
 
@@ -57,6 +58,8 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"merge_symbols", merge_symbols},
       {"init_reg_defs", init_reg_defs},
       {"allocate_regs", allocate_regs},
+      {"optimize_superblocks_in_cfg", optimize_superblocks_in_cfg},
+      {"straighten_traces_in_cfg", straighten_traces_in_cfg},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},
       {"restore_global_flags", restore_global_flags},
