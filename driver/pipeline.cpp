@@ -20,6 +20,7 @@
 #include "scalar/regalloc.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
+#include "scalar/subrange.h"
 #include "scalar/superblocks.h"
 
 namespace {
@@ -59,6 +60,8 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"init_reg_defs", init_reg_defs},
       {"allocate_regs", allocate_regs},
       {"optimize_superblocks_in_cfg", optimize_superblocks_in_cfg},
+      {"lcse_subrange_assignments", lcse_subrange_assignments},
+      {"elim_dead_subrange_assigns", elim_dead_subrange_assigns},
       {"straighten_traces_in_cfg", straighten_traces_in_cfg},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},

@@ -44,7 +44,7 @@ void delete_store(LIST* cell, BITVEC* live) {
   bool effect = tree_has_side_effects(value);
   if (print_debug && fdebug)
     fprintf(fdebug, "\n(%ld) DEAD ASSIGNMENT (eda):  %s, Effect? %d\n", line_of(cell), stmt2infix(t), effect ? 1 : 0);
-  t->right = nullptr;
+  if (value) t->right = nullptr;
   erase_tree(t);
   cell->tree = nullptr;
   LIST* after = cell->next;
