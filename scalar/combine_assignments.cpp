@@ -101,8 +101,11 @@ bool combine_assignments_in_bb(BBLK* bb) {
   if (!out) return false;
   std::vector<LIST*> cells;
   for (LIST* l = bb->statements; l; l = l->next) cells.push_back(l);
-  BITVEC* live = mkBITVEC(out->nbits, 1);
-  BITVEC* after_next = mkBITVEC(out->nbits, 1);
+  // Scratch sets for all blocks, as in elim_locally_dead_assignments_in_bb.
+  static BITVEC* live = mkBITVEC(0, 0);
+  static BITVEC* after_next = mkBITVEC(0, 0);
+  live->bv_resize(out->nbits);
+  after_next->bv_resize(out->nbits);
   *live = *out;
   LIST* next = nullptr;  // the next statement that holds a tree
   bool changed = false;
@@ -118,8 +121,6 @@ bool combine_assignments_in_bb(BBLK* bb) {
     lva_transfer(a->tree, live);
     next = a;
   }
-  erase_bitvec(live);
-  erase_bitvec(after_next);
   if (!changed) return false;
   LIST** link = &bb->statements;
   while (*link) {

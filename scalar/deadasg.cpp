@@ -75,7 +75,10 @@ bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP*) {
   int n = lva_candidate_count();
   if (n == 0) return false;
   BITVEC* out = lva_set(bb, LVA_OUT);
-  BITVEC* live = mkBITVEC(n, 1);
+  // One scratch set for all blocks: making and freeing one per block costs
+  // a search of the pool's list each time.
+  static BITVEC* live = mkBITVEC(0, 0);
+  live->bv_resize(n);
   // A block the last liveness run did not see: everything may be read.
   if (out) *live = *out;
   else
@@ -93,7 +96,6 @@ bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP*) {
       lva_transfer(cell->tree, live);
     }
   }
-  erase_bitvec(live);
   if (changed) unlink_empty_cells(bb);
   return changed;
 }

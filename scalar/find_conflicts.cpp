@@ -47,7 +47,7 @@ void find_conflicts() {
   // pool is gone.
   for (auto& v : var_conflicts) v = mkBITVEC(n, 0);
   if (n == 0) return;
-  BITVEC* live = mkBITVEC(n, 1);
+  BITVEC* live = mkBITVEC(n, 0);
   std::vector<LVA_EVENT> ev;
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
     BITVEC* out = lva_set(bb, LVA_OUT);

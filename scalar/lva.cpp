@@ -389,7 +389,7 @@ void find_live_variables(int mode, bool flag) {
   int n = lva_candidate_count();
   for (BBLK* b : blocks) local_lva_defs(b, n);
   if (n == 0) return;
-  BITVEC* in = mkBITVEC(n, 1);
+  BITVEC* in = mkBITVEC(n, 0);
   bool changed = true;
   while (changed) {
     changed = false;

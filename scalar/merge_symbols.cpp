@@ -36,7 +36,7 @@ struct COPY {
 std::vector<COPY> copies_at_last_use() {
   std::vector<COPY> found;
   int n = lva_candidate_count();
-  BITVEC* live = mkBITVEC(n, 1);
+  BITVEC* live = mkBITVEC(n, 0);
   for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
     BITVEC* out = lva_set(bb, LVA_OUT);
     if (!out) continue;
@@ -109,16 +109,16 @@ void merge_symbols() {
   std::vector<BITVEC*> members(static_cast<size_t>(n)), conflicts(static_cast<size_t>(n));
   for (int i = 0; i < n; ++i) {
     rep[static_cast<size_t>(i)] = i;
-    members[static_cast<size_t>(i)] = mkBITVEC(n, 1);
+    members[static_cast<size_t>(i)] = mkBITVEC(n, 0);
     members[static_cast<size_t>(i)]->bv_add(i);
-    conflicts[static_cast<size_t>(i)] = mkBITVEC(n, 1);
+    conflicts[static_cast<size_t>(i)] = mkBITVEC(n, 0);
     *conflicts[static_cast<size_t>(i)] = *var_conflicts[static_cast<size_t>(i)];
   }
   auto find = [&rep](int i) {
     while (rep[static_cast<size_t>(i)] != i) i = rep[static_cast<size_t>(i)];
     return i;
   };
-  BITVEC* common = mkBITVEC(n, 1);
+  BITVEC* common = mkBITVEC(n, 0);
   bool merged = false;
   for (const COPY& c : copies) {
     int a = find(c.from), b = find(c.to);
