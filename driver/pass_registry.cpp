@@ -15,9 +15,13 @@
 #include "ir/symbol.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/deadasg.h"
 #include "scalar/loop.h"
+#include "scalar/regalloc.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
+#include "scalar/subrange.h"
+#include "scalar/superblocks.h"
 
 namespace {
 
@@ -82,25 +86,25 @@ const std::vector<PASS_DEF>& pass_registry() {
       not_built("gcse"),
       pass("restructure_loops", restructure_loops),
       not_built("expand_cluster_refs"),
-      not_built("merge_symbols"),
+      pass("merge_symbols", merge_symbols),
       not_built("LIR mid run"),
       not_built("subst_csu_returning_temp_for_local_var"),
-      not_built("optimize_superblocks_in_cfg"),
+      pass("optimize_superblocks_in_cfg", optimize_superblocks_in_cfg),
       not_built("reset_alias_info"),
-      not_built("lcse_subrange_assignments"),
-      not_built("elim_dead_subrange_assigns"),
+      pass("lcse_subrange_assignments", lcse_subrange_assignments),
+      pass("elim_dead_subrange_assigns", elim_dead_subrange_assigns),
       not_built("convert_sti_to_cinit"),
       not_built("lcse"),
       not_built("propagate_increments"),
       not_built("LIR late run"),
       not_built("combine_asgs_to_memory"),
-      not_built("init_reg_defs"),
-      not_built("allocate_regs"),
-      not_built<int, int>("elim_dead_assigns"),
+      pass("init_reg_defs", init_reg_defs),
+      pass("allocate_regs", allocate_regs),
+      pass("elim_dead_assigns", elim_dead_assigns),
       not_built("fold_ANDBASGs"),
       not_built("do_dd_analysis_for_be"),
       pass("rotate_loops", rotate_loops),
-      not_built("straighten_traces_in_cfg"),
+      pass("straighten_traces_in_cfg", straighten_traces_in_cfg),
       not_built("finalize_dd_edges"),
       // The pre-pass.
       not_built("check_for_synonym_function_in_pass_1"),

@@ -249,7 +249,9 @@ void sym_def(SYMTAB* sym) {
     return;
   }
   if (sym->sclass == SC_NOLIST || !currfuninfo) return;
-  if (sym->sclass == SC_REG22 || sym->sclass == SC_REGISTER) sym->sclass = SC_LOCAL;
+  // A local's register class is the allocator's to give again; a
+  // parameter keeps the class its caller passes it in.
+  if (sym->lex_level >= 2 && (sym->sclass == SC_REG22 || sym->sclass == SC_REGISTER)) sym->sclass = SC_LOCAL;
   if (sym->lex_level > 2) sym->lex_level = 2;
   if (sym->sclass == SC_PARAM || sym->lex_level == 1) {
     sym->next = currfuninfo->params;

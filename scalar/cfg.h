@@ -50,6 +50,7 @@ struct BBLK {
   unsigned cond_path : 1;
   uint8_t visited = 0;
   int serial = 0;  // creation index within the function, for printing
+  struct SBLK* trace = nullptr;  // the superblock the block belongs to, between the superblock passes
 
   BBLK() : cond_path(0) {}
   virtual ~BBLK() = default;

@@ -25,3 +25,9 @@ bool symbol_is_immutable(const SYMTAB* sym);
 bool sym_appears_in_EHT(const SYMTAB* sym);
 // The symbol of a NAME below any STDOT, or null.
 SYMTAB* name_below_stdots(NODE* tree);
+
+// The object an lvalue lies in, when the tree says so: a NAME, a member of
+// one (STDOT), and, with `through_address`, an access through the address of
+// one (`*(&x + k)`, `(&s)->m`, `a[i]`). `through_pointsto` asks for points-to
+// facts as well; none are kept yet, so it adds nothing. Null when unknown.
+SYMTAB* object_name_if_known(NODE* lvalue, bool through_address, bool through_pointsto);
