@@ -16,8 +16,11 @@
 #include "options/option_sets.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/cse.h"
+#include "scalar/fcp.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
+#include "ssa/alias.h"
 
 namespace {
 
@@ -51,6 +54,15 @@ const std::map<std::string, std::function<void()>>& built_passes() {
       {"simpcfg(false, false)", [] { simpcfg(false, false); }},
       {"simpcfg(true, false)", [] { simpcfg(true, false); }},
       {"optimize_SWITCH_cases", optimize_SWITCH_cases},
+      {"fast_CP(4, 1)", [] { fast_CP(4, 1); }},
+      {"fast_CP(0, 1)", [] { fast_CP(0, 1); }},
+      {"fast_CP(4, 0)", [] { fast_CP(4, 0); }},
+      {"combine_asgs_to_memory", combine_asgs_to_memory},
+      {"copyprop(1)", [] { copyprop(1); }},
+      {"annotate_cfg", annotate_cfg},
+      {"gcse", gcse},
+      {"lcse", lcse},
+      {"reset_alias_info", reset_alias_info},
       {"write_func_header", write_func_header},
       {"write_func_body", write_func_body},
       {"restore_global_flags", restore_global_flags},
@@ -248,6 +260,7 @@ void do_one_function(FUNLIST* element) {
   if (currfuninfo->root_scope) currfuninfo->root_scope->print(true, nullptr, 0, true);
   do_the_current_function();
   currfunc->scqual = saved_qualifier;
+  clear_fast_CP_maps();
   erase_all();
   if (switched_log && fdebug && fdebug != saved_debug) {
     if (fdebug != stderr) fclose(fdebug);

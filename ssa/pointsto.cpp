@@ -274,7 +274,7 @@ void print_bindings(const std::vector<PTENV>& state) {
   for (size_t i = 0; i < state.size(); ++i) {
     if (state[i].empty()) continue;
     any = true;
-    fprintf(fdebug, "\t%s:\n", pt.vars[i]->name ? pt.vars[i]->name : "?");
+    fprintf(fdebug, "\t%s (level %d):\n", pt.vars[i]->name ? pt.vars[i]->name : "?", pt.vars[i]->lex_level);
     dump_ptr_PT_binding(&state[i]);
   }
   if (!any) fprintf(fdebug, "\t<NO POINTS-TO BINDINGS>\n");
@@ -496,7 +496,8 @@ void propagate_PT_info() {
     }
   }
   pt.valid = true;
-  if (print_debug && fdebug) {
+  // The full dump on the deeper debug level or on request.
+  if (print_debug && fdebug && (print_debug > 1 || pass_debug("alias"))) {
     fprintf(fdebug, "\n\n\t\t\tPoints-to data for %s()\n", currfunc && currfunc->name ? currfunc->name : "?");
     for (BBLK* b = cfg.bb_list; b; b = b->dflink) {
       fprintf(fdebug, "\n  IN[%d]\n", b->dfn);
