@@ -66,7 +66,7 @@ NODE* combined_store(const NARROW_STORE& low, const NARROW_STORE& high) {
 }  // namespace
 
 void combine_asgs_to_memory() {
-  if (opt_level < 1 || !cfg.bb_list) return;
+  if (opt_level < 1 || !cfg.bb_list || pass_disable("combine_asgs_to_memory")) return;
   dprintf("\n\n\t\t\t---------- ENTERING 'combine_asgs_to_memory' ----------\n");
   for (BBLK* b = cfg.bb_list; b; b = b->dflink)
     for (LIST* l = b->statements; l && l->next; l = l->next) {

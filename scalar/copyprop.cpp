@@ -363,7 +363,7 @@ bool fold_settled_IF(BBLK* b, LIST* cell, int truth) {
 
 void copyprop(int) {
   dprintf("\n\n\t\t\t---------- ENTERING 'copyprop' ----------\n");
-  if (opt_level < 1 || !cfg.bb_list) return;
+  if (opt_level < 1 || !cfg.bb_list || pass_disable("copyprop")) return;
   init_aliasing_info();
   COPYPROP cp;
   cp.nassert = init_assertions();

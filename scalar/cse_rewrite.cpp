@@ -100,13 +100,14 @@ int rewrite_cse_marks(const CSE_REWRITE& rw) {
 }
 
 void strip_cse_marks() {
+  // A CSE_ORIG keeps its operand until the end: the CSE_DUPEs that repeat
+  // it are copied from there.
   std::vector<NODE*> garbage;
   std::function<void(NODE*&)> visit = [&](NODE*& slot) {
     NODE* t = slot;
     if (!t) return;
     if (t->op == CSE_ORIG) {
       slot = t->left;
-      t->left = nullptr;
       garbage.push_back(t);
       visit(slot);
       return;
@@ -114,7 +115,6 @@ void strip_cse_marks() {
     if (t->op == CSE_DUPE) {
       // The computation it repeats, as it was.
       slot = copy_tree_without_dupes(t->left);
-      t->left = nullptr;
       garbage.push_back(t);
       return;
     }
@@ -124,5 +124,6 @@ void strip_cse_marks() {
   for (BBLK* b = cfg.bb_list; b; b = b->dflink)
     for (LIST* l = b->statements; l; l = l->next)
       if (l->tree && tree_has_cse_marks(l->tree)) visit(l->tree);
+  for (NODE* g : garbage) g->left = g->right = nullptr;
   for (NODE* g : garbage) erase_tree(g);
 }

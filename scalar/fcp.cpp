@@ -365,7 +365,7 @@ bool expr_is_constant(const NODE* t) {
 }
 
 void fast_CP(int rounds, int combine) {
-  if (opt_level <= 0 || !currfuninfo || !cfg.bb_list) return;
+  if (opt_level <= 0 || !currfuninfo || !cfg.bb_list || pass_disable("fast_CP")) return;
   if (combine) combine_asgs_to_memory();
   // Every address taken counts here: a variable read through its own
   // address is read all the same.

@@ -267,7 +267,10 @@ void finagle_AVLOC() {
 
 void gcse() {
   dprintf("\n\n\t\t\t---------- ENTERING 'gcse' ----------\n");
-  if (opt_level < 1 || !cfg.bb_list) return;
+  if (opt_level < 1 || !cfg.bb_list || pass_disable("gcse")) {
+    free_triples();
+    return;
+  }
   if (!triples_exist()) annotate_cfg();
   if (!triples_exist()) return;
   GCSE_STATE s;

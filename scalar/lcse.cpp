@@ -12,7 +12,7 @@
 
 void lcse() {
   dprintf("\n\n\t\t\t---------- ENTERING 'lcse' ----------\n");
-  if (opt_level < 1 || !cfg.bb_list) return;
+  if (opt_level < 1 || !cfg.bb_list || pass_disable("lcse")) return;
   if (!build_triples(false)) {
     dprintf("\tNo triples worth a temporary.\n");
     return;
