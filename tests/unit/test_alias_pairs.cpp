@@ -197,6 +197,7 @@ TEST_F(AliasPairs, PointerSteppedInALoopStaysInItsArray) {
   cbranch(op2(NEQ, n("p"), maketree(PLUS, addr("a"), k(8), ptr_t(), nullptr)), 1);
   ret(deref("q"));
   build();
+  print_debug = 2;  // the dump of the bindings comes on the deeper level
   init_aliasing_info();
   const PTENV* e = pointer_PT_summary(var("p"));
   ASSERT_NE(e, nullptr);
