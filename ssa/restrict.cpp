@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "driver/globals.h"
+#include "driver/pipeline.h"
 #include "ir/opt_expr.h"
 #include "ir/symbol.h"
 #include "ir/types.h"
@@ -352,6 +353,7 @@ void find_restricted_roots() {
   // promise is new at each iteration: only pointers assigned off every
   // cycle of the graph keep it for the whole run.
   std::unordered_set<const BBLK*> cyclic = blocks_on_cycles();
+  note_not_built("maybe_clear_restrict_in_inner_loops (restrict roots are kept off cycles instead)");
   std::unordered_set<const SYMTAB*> candidates, assigned_in_cycle;
   for (SYMTAB* chain : {currfuninfo->params, currfuninfo->symbols, currfuninfo->temps})
     for (SYMTAB* s = chain; s; s = s->next)
