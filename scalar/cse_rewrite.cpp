@@ -30,8 +30,9 @@ struct REWRITER {
     if (!t) return;
     if (t->op == CSE_ORIG) {
       int id = static_cast<int>(t->value.as_int64());
-      changed = true;
+      // A mark that only goes leaves the statement as it was.
       if (rw.deleted.count(t)) {
+        changed = true;
         slot = temp_read(id, t);
         garbage.push_back(t);  // with its whole computation
         ++removed;
@@ -44,6 +45,7 @@ struct REWRITER {
       slot = child;
       visit(slot);
       if (save && slot) {
+        changed = true;
         LS* scope = slot->scope;
         NODE* asg = mk_ASG(mk_NAME(triple_temp(id), scope), slot);
         asg->scope = scope;
