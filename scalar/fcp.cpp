@@ -26,7 +26,6 @@
 namespace {
 
 SNMAP constant_map;  // the function's map of single values
-SNMAP copy_map;      // reserved for copies of values; fast_CP keeps constants only
 
 struct COUNTS {
   int assigns = 0;
@@ -334,10 +333,7 @@ void SNMAP::print(FILE* stream) const {
   }
 }
 
-void clear_fast_CP_maps() {
-  constant_map.clear();
-  copy_map.clear();
-}
+void clear_fast_CP_maps() { constant_map.clear(); }
 
 bool expr_is_constant(const NODE* t) {
   if (!t) return false;
