@@ -15,13 +15,16 @@
 #include "ir/symbol.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/cse.h"
 #include "scalar/deadasg.h"
+#include "scalar/fcp.h"
 #include "scalar/loop.h"
 #include "scalar/regalloc.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg.h"
 #include "scalar/subrange.h"
 #include "scalar/superblocks.h"
+#include "ssa/alias.h"
 
 namespace {
 
@@ -57,7 +60,7 @@ const std::vector<PASS_DEF>& pass_registry() {
       not_built("straighten_cond_paths"),
       not_built("LIR early run"),
       not_built("rename_symbols"),
-      not_built<int, int>("fast_CP"),
+      pass("fast_CP", fast_CP),
       not_built("add_MVP_IP_global_assertions"),
       not_built("repair_llvm_IV_copies"),
       not_built("disclose_vector_operations"),
@@ -81,23 +84,23 @@ const std::vector<PASS_DEF>& pass_registry() {
       not_built("do_cd_vectorization"),
       not_built("do_dd_optimizations"),
       not_built("do_cd_ilp"),
-      not_built<int>("copyprop"),
-      not_built("annotate_cfg"),
-      not_built("gcse"),
+      pass("copyprop", copyprop),
+      pass("annotate_cfg", annotate_cfg),
+      pass("gcse", gcse),
       pass("restructure_loops", restructure_loops),
       not_built("expand_cluster_refs"),
       pass("merge_symbols", merge_symbols),
       not_built("LIR mid run"),
       not_built("subst_csu_returning_temp_for_local_var"),
       pass("optimize_superblocks_in_cfg", optimize_superblocks_in_cfg),
-      not_built("reset_alias_info"),
+      pass("reset_alias_info", reset_alias_info),
       pass("lcse_subrange_assignments", lcse_subrange_assignments),
       pass("elim_dead_subrange_assigns", elim_dead_subrange_assigns),
       not_built("convert_sti_to_cinit"),
-      not_built("lcse"),
+      pass("lcse", lcse),
       not_built("propagate_increments"),
       not_built("LIR late run"),
-      not_built("combine_asgs_to_memory"),
+      pass("combine_asgs_to_memory", combine_asgs_to_memory),
       pass("init_reg_defs", init_reg_defs),
       pass("allocate_regs", allocate_regs),
       pass("elim_dead_assigns", elim_dead_assigns),

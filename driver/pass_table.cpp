@@ -98,3 +98,9 @@ bool run_steps(const std::vector<STEP>& steps, const char* row) {
   }
   return true;
 }
+
+bool pass_is_built(const char* name) {
+  for (const PASS_DEF& d : pass_registry())
+    if (d.name == name) return d.built();
+  return false;
+}

@@ -108,3 +108,6 @@ void run_call(const PASS_CALL& c, const char* row = "");
 
 // The registry (driver/pass_registry.cpp): every pass the order names.
 const std::vector<PASS_DEF>& pass_registry();
+// Whether the registry holds a body for the pass of that name; for passes
+// whose cost estimates depend on what a later pass will do.
+bool pass_is_built(const char* name);

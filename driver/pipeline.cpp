@@ -26,6 +26,7 @@
 #include "options/global_flags.h"
 #include "options/option_sets.h"
 #include "scalar/cfg.h"
+#include "scalar/fcp.h"
 
 namespace {
 
@@ -227,6 +228,7 @@ void do_one_function(FUNLIST* element) {
   if (currfuninfo->root_scope) currfuninfo->root_scope->print(true, nullptr, 0, true);
   do_the_current_function();
   currfunc->scqual = saved_qualifier;
+  clear_fast_CP_maps();
   erase_all();
   if (switched_log && fdebug && fdebug != saved_debug) {
     if (fdebug != stderr) fclose(fdebug);

@@ -141,6 +141,26 @@ NODE* rewrite_for_output(NODE* t) {
   return t;
 }
 
+namespace {
+
+bool tree_has_calls(const NODE* t) {
+  for (; t; t = t->right) {
+    if (t->op == CALL || t->op == UCALL) return true;
+    if (t->op == CSE_DUPE) return false;
+    if (tree_has_calls(t->left)) return true;
+  }
+  return false;
+}
+
+bool body_has_calls() {
+  for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink)
+    for (LIST* l = bb->statements; l; l = l->next)
+      if (tree_has_calls(l->tree)) return true;
+  return false;
+}
+
+}  // namespace
+
 void write_func_header() {
   control_debug("I_BF", 1, currfuninfo->begin_psn);
   o_file->if_write_begin_func(currfunc, currfuninfo->begin_psn);
@@ -154,6 +174,9 @@ void write_func_body() {
     for (SYMTAB* s : chain_at_level(chain, 2, false)) write_one_symbol(s);
   control_debug("I_EL", 6, currfuninfo->locals_psn);
   o_file->if_write_end_locals(currfuninfo->locals_psn);
+  // The leaf record tells of the body as written: calls an optimisation
+  // removed make a function a leaf, as a reading of the output finds.
+  if (!currfuninfo->leaf && !body_has_calls()) currfuninfo->leaf = 1;
   if (currfuninfo->leaf) o_file->if_write_func_info(76);
   wrbblocks();
   if (currfuninfo->eht) {

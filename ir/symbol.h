@@ -146,6 +146,9 @@ struct LS {
   static LS* current();
   void validate() const;
   void print(bool flag, FILE* stream, int indent, bool flag2) const;
+  // Groups the pointer variables of the current function whose values derive
+  // from one another (ssa/restrict.cpp).
+  void build_PTR_equivalence_groups();
 };
 
 struct SYMLIST {

@@ -14,6 +14,7 @@
 #include "ir/types.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "ssa/pointsto.h"
 #include "scalar/simp.h"
 #include "scalar/simpcfg_rules.h"
 
@@ -232,6 +233,8 @@ void finish_cfg() {
   }
   sync_label_values();
   dominators_stale = true;
+  // Points-to vectors are indexed by block number.
+  clear_PT_vectors();
 }
 
 }  // namespace
@@ -479,4 +482,6 @@ void renumber_bblocks() {
   }
   sync_label_values();
   dominators_stale = true;
+  // Points-to vectors are indexed by block number.
+  clear_PT_vectors();
 }

@@ -35,6 +35,15 @@ VARIANTS = [
 # csmith without 8-bit and 64-bit types: Rill's smallest integer has 16 bits,
 # and the front end's csmith prelude relies on these flags.
 CSMITH_FLAGS = ["--no-longlong", "--no-int8", "--no-uint8"]
+# Further flags by configuration. "pointers": deeper pointers, more
+# structures and unions, and more stores through pointers (the
+# probabilities keep the 8-bit and 64-bit types out, as the flags above do).
+CSMITH_CONFIGS = {
+    "default": [],
+    "pointers": ["--max-pointer-depth", "3", "--max-struct-fields", "6", "--max-union-fields", "4",
+                 "--probability-configuration",
+                 os.path.join(os.path.dirname(os.path.abspath(__file__)), "csmith_pointers.prob")],
+}
 CSMITH_INCLUDE = "/usr/include/csmith"
 
 # icode-run's exit status for an error of the program (undefined behaviour,
@@ -112,11 +121,13 @@ def tail(data, lines=6):
     return "\n".join(text.splitlines()[-lines:])
 
 
-def csmith_program(tools, seed, directory, timeout=60):
-    """Writes csmith's program of `seed` into `directory`; its path, or None."""
+def csmith_program(tools, seed, directory, timeout=60, config="default"):
+    """Writes csmith's program of `seed` (under a configuration of
+    CSMITH_CONFIGS) into `directory`; its path, or None."""
     src = os.path.join(directory, "s%d.c" % seed)
     # csmith leaves platform.info in its working directory.
-    r = run([tools.csmith] + CSMITH_FLAGS + ["-s", str(seed), "-o", src], timeout, cwd=directory)
+    flags = CSMITH_FLAGS + CSMITH_CONFIGS[config]
+    r = run([tools.csmith] + flags + ["-s", str(seed), "-o", src], timeout, cwd=directory)
     return src if r.status == 0 and os.path.exists(src) else None
 
 

@@ -377,7 +377,12 @@ class CfgTest : public testing::Test {
     long eval(NODE* e) {
       if (!e || out_of_steps_) return 0;
       TYPE* ty = e->type;
-      auto bin = [&](long (*f)(long, long)) { return wrap(f(eval(e->left), eval(e->right)), ty); };
+      // Operands left to right, as the target evaluates them.
+      auto bin = [&](long (*f)(long, long)) {
+        long l = eval(e->left);
+        long r = eval(e->right);
+        return wrap(f(l, r), ty);
+      };
       auto is_uns = [](const NODE* x) {
         const TYPE* r = x && x->type && x->type->rep ? x->type->rep : x ? x->type : nullptr;
         return r && (r->is_unsigned() || r->is_bool());
