@@ -101,6 +101,9 @@ class TreeChecker {
     }
     int want = number_of_operands[t->op];
     int have = (t->left ? 1 : 0) + (t->right ? 1 : 0);
+    // A CSE mark wraps the one expression it marks; its triple number is
+    // in its value, not in an operand.
+    if (t->op == CSE_ORIG || t->op == CSE_DUPE) want = 1;
     if (have != want || (want == 1 && !t->left))
       error("%s: %s has %d operand%s, the operator table says %d", where_.c_str(), op_text(t->op).c_str(), have,
             have == 1 ? "" : "s", want);
