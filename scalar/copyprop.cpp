@@ -23,6 +23,7 @@
 #include "scalar/triples.h"
 #include "ssa/alias.h"
 #include "ssa/lvalue_desc.h"
+#include "scalar/deadasg.h"
 
 namespace {
 
@@ -464,5 +465,6 @@ void copyprop(int) {
     simpcfg(false, false);
   }
   note_not_built("subst_ICALLs_in_tree (in copyprop)");
-  note_not_built("elim_dead_assigns (after copyprop)");
+  // The copies whose reads all went over are dead now.
+  if (cp.propagated || folded_any) elim_dead_assigns(0, 0);
 }

@@ -8,6 +8,7 @@
 #include "driver/pipeline.h"
 #include "options/global_flags.h"
 #include "scalar/cfg.h"
+#include "scalar/lva.h"
 
 namespace {
 
@@ -53,8 +54,7 @@ void erase_dominator() {
 
 void compute_dominators(bool also_live) {
   function_dominator()->rebuild();
-  // Liveness belongs to the live-variable pass, which is not in this tree yet.
-  if (also_live) note_not_built("find_live_variables(0, 0)");
+  if (also_live) find_live_variables(0, 0);
 }
 
 void Dominator::refresh() {

@@ -22,6 +22,7 @@
 #include "scalar/simpcfg.h"
 #include "scalar/triples.h"
 #include "ssa/alias.h"
+#include "scalar/deadasg.h"
 
 namespace {
 
@@ -385,5 +386,5 @@ void fast_CP(int rounds, int combine) {
     simpcfg(false, false);
   }
   reset_alias_info();
-  if (any) note_not_built("elim_dead_assigns (after fast_CP)");
+  if (any) elim_dead_assigns(0, 0);
 }

@@ -308,5 +308,4 @@ void gcse() {
   free_triples();
   // Blocks split for insertions that got none are bypassed again.
   simpcfg(false, false);
-  note_not_built("elim_dead_assigns (after gcse)");
 }

@@ -9,6 +9,8 @@
 #include "scalar/cse.h"
 #include "scalar/cse_rewrite.h"
 #include "scalar/triples.h"
+#include "scalar/deadasg.h"
+#include "scalar/subrange.h"
 
 void lcse() {
   dprintf("\n\n\t\t\t---------- ENTERING 'lcse' ----------\n");
@@ -24,12 +26,14 @@ void lcse() {
       dprintf("   AVLOC:\t%s\n", triple_set_text(triple_AVLOC[b->dfn]));
       dprintf("   ALTERED:\t%s\n", triple_set_text(triple_ALTERED[b->dfn]));
     }
-  note_not_built("lcse_subrange_assignments (in lcse)");
   CSE_REWRITE rw;
   save_sources_of_dupes(rw);
   int removed = rewrite_cse_marks(rw);
   cse_expressions_removed += removed;
   dprintf("\tlcse: %d evaluations read a temporary\n", removed);
   free_triples();
-  note_not_built("elim_dead_assigns (after lcse)");
+  // Pieces of aggregates, once the marks are gone: the subrange pass reads
+  // plain trees.
+  lcse_subrange_assignments();
+  elim_dead_assigns(0, 0);
 }

@@ -17,6 +17,8 @@
 #include "scalar/simp_internal.h"
 #include "scalar/simpcfg.h"
 #include "scalar/simpcfg_rules.h"
+#include "scalar/deadasg.h"
+#include "scalar/fcp.h"
 
 namespace {
 
@@ -218,14 +220,15 @@ void restructure_loops() {
     // The tests changed: which blocks sit between two like tests is for
     // simpcfg to find again.
     for (BBLK* b = cfg.bb_list; b; b = b->dflink) b->cond_path = 0;
-    note_not_built("elim_dead_assigns in restructure_loops");
+    elim_dead_assigns(0, 0);
     simpcfg(false, false);
-    note_not_built("fast_CP in restructure_loops");
+    fast_CP(1, 0);
     rebuildcfg();
     build_minimal_loop_hierarchy();
     if (loop_root && !loop_root->irreducible) changed |= improve_nested_loops(round, 0);
     forget_counted_loops();
     erase_loop_hierarchy();
+    elim_dead_assigns(0, 0);
     simpcfg(false, false);
     if (!changed) break;
   }
