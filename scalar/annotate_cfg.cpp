@@ -19,7 +19,7 @@ void compute_global_sets() {
 
 void annotate_cfg() {
   dprintf("\n\n\t\t\t---------- ENTERING 'annotate_cfg' ----------\n");
-  if (opt_level < 1 || !cfg.bb_list) return;
+  if (opt_level < 1 || !cfg.bb_list || pass_disable("gcse")) return;  // its marks serve gcse alone
   if (!build_triples(true)) {
     dprintf("\tNo triples worth a temporary.\n");
     return;

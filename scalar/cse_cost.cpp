@@ -233,6 +233,8 @@ bool good_CSE_tree(NODE* tree, bool allow_struct) {
       // Only variables in memory are worth reading once: by storage class.
       SYMTAB* s = t->name_symbol();
       if (!s || (s->alias_marks & ALIAS_VECTOR_OR_COMPLEX)) return false;
+      // Each read of a volatile object is an access of its own.
+      if (symbol_is_immutable(s) || is_volatile_type(t->type)) return false;
       return s->sclass == SC_EXTDEF || s->sclass == SC_STATIC || s->sclass == SC_EXTREF ||
              (!is_likely_register(t) && s->lex_level >= 1);
     }

@@ -268,6 +268,9 @@ void finagle_AVLOC() {
 void gcse() {
   dprintf("\n\n\t\t\t---------- ENTERING 'gcse' ----------\n");
   if (opt_level < 1 || !cfg.bb_list || pass_disable("gcse")) {
+    // annotate_cfg may have marked the trees already; nothing else reads
+    // the marks, and the simplifier refuses them.
+    if (cfg.bb_list) strip_cse_marks();
     free_triples();
     return;
   }

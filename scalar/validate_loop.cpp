@@ -2,6 +2,7 @@
 // a block whose `loop` was left null) are corrected and counted; the rest is
 // reported.
 #include <cstdio>
+#include <cstdlib>
 #include <set>
 
 #include "driver/checking.h"
@@ -143,8 +144,19 @@ void check_loops_after(const char* pass) {
       !checking_mode())
     return;
   dprintf("~~~#VLOOP#1 after %s\n", pass);
-  if (validate_loop(loop_root, 1)) {
-    fprintf(stderr, "!!! Opt error in %s(): the loop hierarchy is broken !!!\n", pass);
-    abort_optimizer();
+  if (fdebug) {
+    if (!validate_loop(loop_root, 1)) return;
+  } else {
+    // Without a debug log the report is kept for the error alone.
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* f = open_memstream(&text, &size);
+    int errors = f ? validate_loop_into(loop_root, 1, f) : validate_loop_into(loop_root, 1, stderr);
+    if (f) fclose(f);
+    if (errors && text) fputs(text, stderr);
+    free(text);
+    if (!errors) return;
   }
+  fprintf(stderr, "!!! Opt error in %s(): the loop hierarchy is broken !!!\n", pass);
+  abort_optimizer();
 }
