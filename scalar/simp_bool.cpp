@@ -198,12 +198,17 @@ NODE* simp_COMMAOP(NODE* t, SIMP_CTX& c) {
     c.changed = true;
     return a;
   }
-  // Only the effects of a are wanted.
+  // Only the effects of a are wanted. The peeling may rewrite a in place
+  // (into a comma of its operands' effects): that is a change too.
+  int old_op = a->op;
   NODE* effects = peel_for_effect(a);
-  if (effects != a) {
+  if (effects != a || effects->op != old_op) {
     t->left = effects;
     c.changed = true;
     if (!effects) return take_right(t);
+    // A comma left of a comma: associate it now, so that one pass reaches
+    // the form a second would.
+    if (effects->op == COMMAOP && effects->right) return simp_COMMAOP(t, c);
   }
   return t;
 }
