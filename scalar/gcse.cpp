@@ -5,6 +5,7 @@
 // temporary instead (DELETE). The computations whose values the deletions
 // read store them in the temporary.
 #include <functional>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "driver/globals.h"
@@ -16,6 +17,7 @@
 #include "scalar/cfg.h"
 #include "scalar/cse.h"
 #include "scalar/cse_rewrite.h"
+#include "scalar/simp_internal.h"
 #include "scalar/simpcfg.h"
 #include "scalar/triples.h"
 
@@ -239,6 +241,51 @@ void place_insertions(GCSE_STATE& s) {
   }
 }
 
+
+// A temporary that only a larger computation read loses its reads when
+// that computation is deleted too; its write, nested in the statement that
+// computes the larger one, is then dead and the plain value stays. (A write
+// that is a statement of its own is left to elim_dead_assigns.)
+void drop_nested_unread_temps() {
+  std::unordered_map<SYMTAB*, int> reads;
+  for (int i = 0; i < unique_triple_count; ++i)
+    if (unique_triple_temp && unique_triple_temp[i]) reads[unique_triple_temp[i]] = 0;
+  if (reads.empty()) return;
+  auto temp_of = [&](const NODE* n) -> SYMTAB* {
+    if (!n || n->op != NAME) return nullptr;
+    auto it = reads.find(n->name_symbol());
+    return it == reads.end() ? nullptr : it->first;
+  };
+  std::function<void(const NODE*)> count = [&](const NODE* n) {
+    for (; n; n = n->right) {
+      if (SYMTAB* t = temp_of(n)) ++reads[t];
+      if (n->op == ASG && temp_of(n->left)) {
+        count(n->right);
+        return;
+      }
+      count(n->left);
+    }
+  };
+  std::function<NODE*(NODE*)> strip = [&](NODE* n) -> NODE* {
+    if (!n) return n;
+    n->left = strip(n->left);
+    n->right = strip(n->right);
+    if (n->op == ASG && n->right && simp::same_type(n->type, n->right->type)) {
+      SYMTAB* t = temp_of(n->left);
+      if (t && reads[t] == 0) return simp::take_right(n);
+    }
+    return n;
+  };
+  for (BBLK* b = cfg.bb_list; b; b = b->dflink)
+    for (LIST* l = b->statements; l; l = l->next) count(l->tree);
+  for (BBLK* b = cfg.bb_list; b; b = b->dflink)
+    for (LIST* l = b->statements; l; l = l->next)
+      if (l->tree) {
+        l->tree->left = strip(l->tree->left);
+        l->tree->right = strip(l->tree->right);
+      }
+}
+
 }  // namespace
 
 void finagle_AVLOC() {
@@ -308,6 +355,7 @@ void gcse() {
   dprintf("\tgcse: %d evaluations removed, %d computations inserted, %d made explicit\n", removed, inserted,
           s.explicit_evaluations);
   state = nullptr;
+  drop_nested_unread_temps();
   free_triples();
   // Blocks split for insertions that got none are bypassed again.
   simpcfg(false, false);

@@ -295,8 +295,5 @@ void build_loop_hierarchy(bool replicate_tests, bool print, bool check, int limi
 void print_loop_hierarchy() {
   if (!print_debug || !fdebug || !loop_root) return;
   dprintf("\n\tLoop hierarchy of %s():\n", currfunc && currfunc->name ? currfunc->name : "?");
-  if (getenv("LOOPDBG"))
-    for (BBLK* b = cfg.bb_list; b; b = b->dflink)
-      for (LIST* l = b->statements; l; l = l->next) dprintf("DBG BB%d cp%d: %s\n", b->dfn, b->cond_path, stmt2infix(l->tree));
   print_loop(loop_root);
 }

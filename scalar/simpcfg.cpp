@@ -192,30 +192,43 @@ void simpcfg(bool first, bool second) {
   simpcfg_second = second;
   if (print_debug && fdebug) fprintf(fdebug, "\n\n\t\t\t---------- ENTERING 'simpcfg' ----------\n");
   renumber_bblocks();
-  bool any = false;
-  for (int sweep = 0; sweep < kMaxSweeps; ++sweep) {
-    bool changed = false;
-    if (first && !function_has_profile() && opt_level > 0) {
-      changed |= cross_jump();
-      changed |= merge_like_tests();
-    }
-    for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
-      if (!bb->statements) continue;
-      if (bb != cfg.bb_list && !bb->predecessors) {
-        changed |= kill_dead_block(bb);
-        continue;
+  auto block_count = [] {
+    int n = 0;
+    for (BBLK* b = cfg.bb_list; b; b = b->dflink) ++n;
+    return n;
+  };
+  // The rebuild finds blocks the sweeps left unreachable; their successors
+  // may then join their one remaining predecessor, which a second reading
+  // of the output would do: sweep again while the rebuild drops blocks.
+  for (int rebuild = 0; rebuild < kMaxSweeps; ++rebuild) {
+    bool any = false;
+    for (int sweep = 0; sweep < kMaxSweeps; ++sweep) {
+      bool changed = false;
+      if (first && !function_has_profile() && opt_level > 0) {
+        changed |= cross_jump();
+        changed |= merge_like_tests();
       }
-      mark_cond_path(bb);
-      for (int round = 0; round < kMaxRounds && bb->statements; ++round) {
-        if (!simplify_block_once(bb)) break;
-        changed = true;
+      for (BBLK* bb = cfg.bb_list; bb; bb = bb->dflink) {
+        if (!bb->statements) continue;
+        if (bb != cfg.bb_list && !bb->predecessors) {
+          changed |= kill_dead_block(bb);
+          continue;
+        }
+        mark_cond_path(bb);
+        for (int round = 0; round < kMaxRounds && bb->statements; ++round) {
+          if (!simplify_block_once(bb)) break;
+          changed = true;
+        }
       }
+      changed |= dead_block_sweep();
+      changed |= unlink_empty_blocks();
+      if (!changed) break;
+      any = true;
     }
-    changed |= dead_block_sweep();
-    changed |= unlink_empty_blocks();
-    if (!changed) break;
-    any = true;
+    if (!any) break;
+    int before = block_count();
+    rebuildcfg();
+    if (block_count() == before) break;
   }
-  if (any) rebuildcfg();
   check_cfg_after("simpcfg");
 }
