@@ -75,7 +75,9 @@ void drop_an_operand() {
 void leave_a_cse_mark() {
   BBLK* arm = current->arm();
   NODE* call = arm->statements->tree;
-  arm->statements->tree = maketree(CSE_ORIG, call, current->k(0), call->type, nullptr);
+  // The mark as the CSE passes make it: the expression, its triple in the value.
+  arm->statements->tree = maketree(CSE_ORIG, call, nullptr, call->type, nullptr);
+  arm->statements->tree->value = INT65(0);
 }
 void remove_the_cse_mark() {
   BBLK* arm = current->arm();
