@@ -122,16 +122,6 @@ bool combine_assignments_in_bb(BBLK* bb) {
     next = a;
   }
   if (!changed) return false;
-  LIST** link = &bb->statements;
-  while (*link) {
-    LIST* cell = *link;
-    if (!cell->tree) {
-      *link = cell->next;
-      cell->next = nullptr;
-      erase_tree_list_only(cell);
-      continue;
-    }
-    link = &cell->next;
-  }
+  unlink_empty_cells(bb);
   return true;
 }

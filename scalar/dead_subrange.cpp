@@ -12,6 +12,7 @@
 #include "ir/symbol.h"
 #include "ir/types.h"
 #include "scalar/cfg.h"
+#include "scalar/deadasg.h"
 #include "scalar/simp.h"
 #include "scalar/simp_internal.h"
 #include "scalar/subrange.h"
@@ -130,18 +131,7 @@ void scan_block(BBLK* bb) {
     covered = uncover_reads(t, covered);
   }
   erase_subrange_list(covered);
-  if (!changed) return;
-  LIST** link = &bb->statements;
-  while (*link) {
-    LIST* cell = *link;
-    if (!cell->tree) {
-      *link = cell->next;
-      cell->next = nullptr;
-      erase_tree_list_only(cell);
-      continue;
-    }
-    link = &cell->next;
-  }
+  if (changed) unlink_empty_cells(bb);
 }
 
 }  // namespace

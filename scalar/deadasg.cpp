@@ -54,6 +54,8 @@ void delete_store(LIST* cell, BITVEC* live) {
   for (auto it = added.rbegin(); it != added.rend(); ++it) lva_transfer((*it)->tree, live);
 }
 
+}  // namespace
+
 void unlink_empty_cells(BBLK* bb) {
   LIST** link = &bb->statements;
   while (*link) {
@@ -67,8 +69,6 @@ void unlink_empty_cells(BBLK* bb) {
     link = &cell->next;
   }
 }
-
-}  // namespace
 
 bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP*) {
   if (!bb || !bb->statements) return false;

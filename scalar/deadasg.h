@@ -23,3 +23,5 @@ bool elim_locally_dead_assignments_in_bb(BBLK* bb, struct LOOP* loop);
 // Moves assignments down to the single successor that reads them, over a
 // new block on the edge where that successor has other predecessors.
 void delay_assignments();
+// Drops the statements of the block that a pass emptied (tree set to null).
+void unlink_empty_cells(BBLK* bb);
