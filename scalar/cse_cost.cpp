@@ -29,7 +29,9 @@ constexpr int W_FLOAT_DIV = 24;
 constexpr int W_BITFIELD = 2;
 
 bool register_allocation_runs() {
-  return cse_assume_registers < 0 ? pass_is_built("allocate_regs") : cse_assume_registers != 0;
+  // The registry does not change during a run; asked once.
+  static const bool built = pass_is_built("allocate_regs");
+  return cse_assume_registers < 0 ? built : cse_assume_registers != 0;
 }
 
 bool is_register_class(const SYMTAB* s) {

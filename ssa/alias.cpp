@@ -35,6 +35,15 @@ bool group_marks_pair(const SYMTAB* a, const SYMTAB* b) {
 // can both stand in the file. They get both group marks, so that every
 // pair of them aliases.
 void mark_same_name_globals() {
+  // The marks stay on the globals; the names are compared again only when
+  // the list has changed since the last function.
+  static const SYMTAB* marked_head = nullptr;
+  static size_t marked_count = 0;
+  size_t count = 0;
+  for (SYMTAB* g = global_symbols; g; g = g->next) ++count;
+  if (global_symbols == marked_head && count == marked_count) return;
+  marked_head = global_symbols;
+  marked_count = count;
   std::map<std::string, SYMTAB*> first;
   for (SYMTAB* g = global_symbols; g; g = g->next) {
     if (!g->name) continue;
