@@ -92,7 +92,7 @@ inline FILE* stream_of(const BYTES& bytes) {
 }
 
 // Prefix text of a tree: (OP value operands...).
-std::string tree_text(NODE* n);
+std::string tree_text(NODE* n, int depth = 0);
 
 // A client that makes plain symbols and notes each call-back as a line.
 class LOG_CLIENT : public IF_CLIENT {
