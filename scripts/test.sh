@@ -29,13 +29,13 @@ fi
 if has sanitize; then
   # The C front end links Clang: the sanitizer build leaves it out, and its
   # differential tests take the normal build's front end when there is one.
-  # The sanitizers slow every run several times over, so they see a third of
+  # The sanitizers slow every run several times over, so they see a fifth of
   # the csmith seeds the normal build compares.
   asan=${ASAN_BUILD_DIR:-$top/build-asan}
   stage "build and test with the sanitizers: $asan"
   BUILD_DIR=$asan "$top/scripts/build.sh" -DZOPT_SANITIZE=ON -DZOPT_WITH_C2ICODE=OFF \
     -DZOPT_DIFF_C2ICODE="$build/tools/c2icode/c2icode" \
-    -DZOPT_DIFF_CSMITH_SEEDS=1-40 -DZOPT_DIFF_CSMITH_MIN=15
+    -DZOPT_DIFF_CSMITH_SEEDS=1-24 -DZOPT_DIFF_CSMITH_MIN=9
   (cd "$asan" && ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1} ctest --output-on-failure -j"$jobs") || status=1
 fi
 
